@@ -1,0 +1,30 @@
+# What holds for every target.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -fstack-protector-strong)
+# Programs too: with position-independent code a table keeps its one address, in the library that
+# defines it, instead of being copied into the program.
+add_compile_options(-fPIC)
+
+option(AUDVIK_WERROR "Treat warnings as errors" OFF)
+if(AUDVIK_WERROR)
+  add_compile_options(-Werror)
+endif()
+
+set(AUDVIK_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize= takes them")
+if(AUDVIK_SANITIZE)
+  add_compile_options(-fsanitize=${AUDVIK_SANITIZE} -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${AUDVIK_SANITIZE})
+endif()

@@ -1,0 +1,3 @@
+#include "define_packed.h"
+// Only behind the header above.
+#include "sound/dts_records.h"
