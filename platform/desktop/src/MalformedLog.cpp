@@ -1,0 +1,18 @@
+#include "MalformedLog.h"
+
+#include "log.h"
+
+namespace desktop {
+
+void MalformedLog::count(char const* reason, std::string const& sender) {
+    std::lock_guard const lock(mutex_);
+    ++unreported_;
+    auto const now = std::chrono::steady_clock::now();
+    if (now < quietUntil_) return;
+    quietUntil_ = now + std::chrono::seconds(1);
+    logLine(kFrameWarning, "%u datagram(s) dropped, the latest from %s: %s", unreported_,
+            sender.c_str(), reason);
+    unreported_ = 0;
+}
+
+}  // namespace desktop

@@ -1,0 +1,217 @@
+// A record, a member and a service to try the desktop platform with.
+#pragma once
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "csp/debug.h"
+#include "desktop/framework.h"
+#include "desktop/Service.h"
+#include "frame/AbstractMarshallingImpl.h"
+#include "frame/lmq.h"
+
+namespace desktop::test {
+
+using namespace std::chrono_literals;
+
+inline constexpr cspEndianEntry_t kNumberEntries[] = {{0, kCspEndianWord, {.word = 0}},
+                                                      {0, kCspEndianEnd, {.word = UINTPTR_MAX}}};
+inline constexpr cspEndianTable_t kNumberTable{4, kNumberEntries};
+inline constexpr frameLmqMessageHeader_t kCommand{0xFFFFFFFF, 0x11, 7, 0};
+inline constexpr frameLmqMessageHeader_t kNotification{0xFFFFFFFF, 0x22, 8, 1};
+
+inline std::int32_t sendNumber(void* module, frameLmqMessageHeader_t const& header,
+                               std::uint32_t number,
+                               frame::TransportInfo const* destination = nullptr) {
+    return frameLmqIOServiceSendStructure(module, frame::MsgIds::none, header, destination,
+                                          &kNumberTable, &number);
+}
+
+/// What a receiver has been called with.
+class Inbox {
+public:
+    using React = std::function<void(std::uint32_t number, frame::TransportInfo const& sender)>;
+
+    explicit Inbox(React react = {}) : react_(std::move(react)) {}
+
+    static std::int32_t receive(frame::MsgMeta const& /*meta*/, frame::TransportInfo const& sender,
+                                void const* record, void* context) {
+        auto& self = *static_cast<Inbox*>(context);
+        std::uint32_t number;
+        std::memcpy(&number, record, sizeof number);
+        if (self.react_) self.react_(number, sender);
+        std::lock_guard const lock(self.mutex_);
+        self.numbers_.push_back(number);
+        self.sender_ = sender;
+        self.arrived_.notify_all();
+        return 0;
+    }
+
+    /// @return false when fewer than @p count have arrived within the time
+    bool await(std::size_t count, std::chrono::milliseconds limit = 5s) {
+        std::unique_lock lock(mutex_);
+        return arrived_.wait_for(lock, limit, [&] { return numbers_.size() >= count; });
+    }
+
+    std::vector<std::uint32_t> numbers() {
+        std::lock_guard const lock(mutex_);
+        return numbers_;
+    }
+    frame::TransportInfo sender() {
+        std::lock_guard const lock(mutex_);
+        return sender_;
+    }
+
+private:
+    React react_;
+    std::mutex mutex_;
+    std::condition_variable arrived_;
+    std::vector<std::uint32_t> numbers_;
+    frame::TransportInfo sender_{};
+};
+
+/// Has its notifications go to an inbox and fails where it is told to.
+class Member : public frame::AbstractMarshallingImpl {
+public:
+    explicit Member(Inbox* inbox) : AbstractMarshallingImpl(kDefaultCoupling), inbox_(inbox) {}
+    ~Member() override { ++destroyed; }
+
+    std::int32_t registerMessageHandlers() override {
+        return frameLmqIOServiceRegisterMessageHandlerFunction(
+            module(), kNotification, &Inbox::receive, inbox_, &kNumberTable);
+    }
+    std::int32_t performStarting() override { return startStatus; }
+    std::int32_t performStopping() override {
+        ++stopped;
+        return 0;
+    }
+    void onIOConnectionConnected() override { ++connected; }
+    void onIOConnectionDisconnected(int error) override {
+        disconnectError = error;
+        ++disconnected;
+    }
+
+    void* module() const { return lmqIOModule(); }
+    using AbstractComponent::registerInterface;
+    using AbstractComponent::unregisterInterface;
+
+    std::int32_t startStatus = 0;
+    std::atomic<int> connected = 0;
+    std::atomic<int> disconnected = 0;
+    std::atomic<int> disconnectError = 1;
+    static inline std::atomic<int> stopped = 0;
+    static inline std::atomic<int> destroyed = 0;
+
+private:
+    Inbox* inbox_;
+};
+
+/// What the factory is to yield next.
+inline std::vector<Member*> nextMembers;
+
+inline void** createMembers() {
+    auto** const array = static_cast<void**>(std::calloc(nextMembers.size() + 1, sizeof(void*)));
+    for (std::size_t i = 0; i < nextMembers.size(); ++i) {
+        array[i] = static_cast<frame::AbstractMarshallingImpl*>(nextMembers[i]);
+    }
+    nextMembers.clear();
+    return array;
+}
+
+inline std::int32_t startMembers(std::vector<Member*> members) {
+    nextMembers = std::move(members);
+    return frame::Process::getInstance().startAppMembersSync(&createMembers);
+}
+
+inline Member* startMember(Inbox& inbox) {
+    auto* const member = new Member(&inbox);
+    EXPECT_EQ(startMembers({member}), 0);
+    return member;
+}
+
+/// A UDP socket on loopback, for a free port and for datagrams of any content.
+class RawSocket {
+public:
+    RawSocket() {
+        address_.sin_family = AF_INET;
+        address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address_;
+        EXPECT_EQ(::bind(socket_, generic(address_), size), 0);
+        EXPECT_EQ(getsockname(socket_, reinterpret_cast<sockaddr*>(&address_), &size), 0);
+        timeval const limit{2, 0};
+        setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    }
+    ~RawSocket() { ::close(socket_); }
+    RawSocket(RawSocket const&) = delete;
+    RawSocket& operator=(RawSocket const&) = delete;
+
+    std::string address() const { return "127.0.0.1:" + std::to_string(ntohs(address_.sin_port)); }
+
+    void sendTo(std::string const& to, std::vector<std::uint8_t> const& bytes) const {
+        auto peer = address_;
+        peer.sin_port = htons(static_cast<std::uint16_t>(std::stoi(to.substr(to.find(':') + 1))));
+        ::sendto(socket_, bytes.data(), bytes.size(), 0, generic(peer), sizeof peer);
+    }
+    /// @return the next datagram; empty when none comes
+    std::vector<std::uint8_t> receive(sockaddr_in& from) const {
+        std::vector<std::uint8_t> bytes(65536);
+        socklen_t size = sizeof from;
+        auto const length = recvfrom(socket_, bytes.data(), bytes.size(), 0,
+                                     reinterpret_cast<sockaddr*>(&from), &size);
+        bytes.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
+        return bytes;
+    }
+
+private:
+    static sockaddr const* generic(sockaddr_in const& address) {
+        return reinterpret_cast<sockaddr const*>(&address);
+    }
+
+    int socket_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address_{};
+};
+
+template <class Condition>
+bool eventually(Condition const& condition, std::chrono::milliseconds limit = 5s) {
+    auto const end = std::chrono::steady_clock::now() + limit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(1ms);
+    }
+    return true;
+}
+
+/// A place for a service, known to the client side of this process.
+class Desktop : public testing::Test {
+protected:
+    Desktop() {
+        address = RawSocket().address();
+        setenv("LMQR2_UDPHOST", address.c_str(), 1);
+    }
+    ~Desktop() override { stopAppMembers(); }
+
+    std::unique_ptr<Service> startService(Inbox& commands, Service::ClientGone gone = {}) const {
+        auto service = std::make_unique<Service>(address, std::move(gone));
+        frameLmqIOServiceRegisterMessageHandlerFunction(service->ioModule(), kCommand,
+                                                        &Inbox::receive, &commands, &kNumberTable);
+        return service;
+    }
+
+    std::string address;
+};
+
+}  // namespace desktop::test
