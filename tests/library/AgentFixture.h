@@ -1,0 +1,58 @@
+#pragma once
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "audvik/audvik.h"
+#include "LibraryTest.h"
+
+/// One call of the consumer's callback.
+struct Block {
+    std::vector<unsigned char> bytes;
+    void* userData;
+};
+
+/// A host of the agent, with a folder for pipes.
+class AgentFixture : public LibraryTest {
+protected:
+    void SetUp() override {
+        LibraryTest::SetUp();
+        blocks_.clear();
+        std::string pattern = std::filesystem::temp_directory_path() / "audvik-XXXXXX";
+        folder_ = mkdtemp(pattern.data());
+    }
+
+    void TearDown() override {
+        std::filesystem::remove_all(folder_);
+        LibraryTest::TearDown();
+    }
+
+    static void take(unsigned char const* data, std::int32_t size, void* userData) {
+        blocks_.push_back({{data, data + size}, userData});
+    }
+
+    static LogLine errorLine(std::string function, std::string text) {
+        return {0x00AF03E8, "ACR.cpp", std::move(function), std::move(text)};
+    }
+
+    /// Has the service announce a block: a file's content reads like that of a pipe.
+    std::int32_t announce(std::string const& content) {
+        std::string path = folder_ / "block";
+        std::ofstream(path) << content;
+        unsigned char record[sizeof(cspDeserString_t) + sizeof(std::uint32_t)];
+        cspDeserString_t const reference{static_cast<std::uint32_t>(path.size()), path.data()};
+        auto const length = static_cast<std::uint32_t>(content.size());
+        std::memcpy(record, &reference, sizeof reference);
+        std::memcpy(record + sizeof reference, &length, sizeof length);
+        return platform().deliver(0x2867127F, transport_, record);
+    }
+
+    inline static std::vector<Block> blocks_;
+    std::filesystem::path folder_;
+};

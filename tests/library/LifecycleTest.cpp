@@ -1,0 +1,137 @@
+// The proxy's factory and what the framework has it do.
+#include <cstdlib>
+
+#include "LibraryTest.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+LogLine called(char const* function) {
+    return proxyLine(kCspDebugInfo, function, "Called.\n");
+}
+
+class LifecycleTest : public LibraryTest {
+protected:
+    static std::unique_ptr<sound::Proxy> create(void** (*factory)() = &CreateSoundProxy) {
+        void** const applications = factory();
+        auto* const member = static_cast<frame::AbstractMarshallingImpl*>(applications[0]);
+        EXPECT_EQ(applications[1], nullptr);
+        std::free(static_cast<void*>(applications));
+        return std::unique_ptr<sound::Proxy>(static_cast<sound::Proxy*>(member));
+    }
+};
+
+TEST_F(LifecycleTest, factoriesCreateDistinctProxies) {
+    auto const first = create(&frameCreateApplicationArray);
+    auto const second = create(&frameCreateApplicationArray);
+    EXPECT_NE(first, second);
+    EXPECT_EQ(first->getServiceId(), "sound");
+    EXPECT_THAT(platform().calls, IsEmpty());
+    EXPECT_THAT(platform().log, ElementsAre(called("CreateSoundProxy"), called("Proxy"),
+                                            called("CreateSoundProxy"), called("Proxy")));
+}
+
+TEST_F(LifecycleTest, setUpPublishesTheServiceInterface) {
+    auto const proxy = create();
+    platform().log.clear();
+    platform().setupDoneResult = 2;
+    platform().registerInterfaceResult = 3;
+    EXPECT_EQ(proxy->performSetupDone(), 0);
+    EXPECT_EQ(platform().service(), proxy.get());
+    EXPECT_THAT(platform().calls,
+                ElementsAre("performSetupDone", "registerInterface tarvo.lm.interfaces.sound"));
+    EXPECT_THAT(platform().log, ElementsAre(called("performSetupDone")));
+}
+
+TEST_F(LifecycleTest, failedSetUpOfTheBasePublishesNothing) {
+    auto const proxy = create();
+    platform().log.clear();
+    platform().setupDoneResult = -3;
+    EXPECT_EQ(proxy->performSetupDone(), -3);
+    EXPECT_THAT(platform().calls, ElementsAre("performSetupDone"));
+    EXPECT_THAT(platform().log,
+                ElementsAre(called("performSetupDone"),
+                            proxyLine(kCspDebugWarning, "performSetupDone",
+                                      "Parent class performSetupDone() returned -3.\n")));
+    platform().setupDoneResult = 0;
+    EXPECT_EQ(proxy->performSetupDone(), 0);
+    EXPECT_EQ(platform().service(), proxy.get());
+}
+
+TEST_F(LifecycleTest, refusedPublicationIsReported) {
+    auto const proxy = create();
+    platform().log.clear();
+    platform().registerInterfaceResult = -1;
+    EXPECT_EQ(proxy->performSetupDone(), -1);
+    EXPECT_THAT(platform().log, ElementsAre(called("performSetupDone"),
+                                            proxyLine(kCspDebugWarning, "performSetupDone",
+                                                      "Unable to register interface: -1.\n")));
+}
+
+TEST_F(LifecycleTest, startingAndStoppingPassTheBasesVerdictOn) {
+    auto const proxy = create();
+    platform().startingResult = 4;
+    platform().stoppingResult = 5;
+    EXPECT_EQ(proxy->performStarting(), 0);
+    EXPECT_EQ(proxy->performStopping(), 0);
+    platform().log.clear();
+    platform().startingResult = -4;
+    platform().stoppingResult = -5;
+    EXPECT_EQ(proxy->performStarting(), -4);
+    EXPECT_EQ(proxy->performStopping(), -5);
+    EXPECT_THAT(platform().log,
+                ElementsAre(called("performStarting"),
+                            proxyLine(0x00AF0BB8, "performStarting",
+                                      "Parent class performStarting() returned -4.\n"),
+                            called("performStopping"),
+                            proxyLine(0x00010BB8, "performStopping",
+                                      "Parent class performStopping() returned -5.\n")));
+}
+
+TEST_F(LifecycleTest, onlyDestructionWithdrawsTheInterface) {
+    auto proxy = create();
+    proxy->performSetupDone();
+    proxy->performStarting();
+    proxy->performStopping();
+    EXPECT_EQ(platform().service(), proxy.get());
+    platform().log.clear();
+    platform().calls.clear();
+    proxy.reset();
+    EXPECT_EQ(platform().service(), nullptr) << "it went under the address it was published with";
+    EXPECT_THAT(platform().calls, ElementsAre("unregisterInterface"));
+    EXPECT_THAT(platform().log, ElementsAre(called("~Proxy")));
+
+    create().reset();
+    EXPECT_EQ(platform().calls.size(), 2U) << "withdrawn though never published";
+}
+
+TEST_F(LifecycleTest, destructionReleasesTheClientsInOrder) {
+    auto proxy = create();
+    std::vector<std::string> destroyed;
+    for (std::string const name : {"A", "B", "C"}) {
+        auto const client = makeClient(name);
+        client->onDestruction = [name, &destroyed] {
+            EXPECT_THAT(platform().calls, ElementsAre("unregisterInterface"));
+            destroyed.push_back(name);
+        };
+        EXPECT_EQ(proxy->addClient(client), 0);
+    }
+    auto const keptElsewhere = makeClient("D");
+    EXPECT_EQ(proxy->addClient(keptElsewhere), 0);
+    proxy.reset();
+    EXPECT_THAT(destroyed, ElementsAre("A", "B", "C"));
+    EXPECT_EQ(keptElsewhere.use_count(), 1);
+}
+
+TEST_F(LifecycleTest, aThresholdSilencesTheLog) {
+    platform().threshold = 3000;
+    auto const proxy = create();
+    platform().setupDoneResult = -3;
+    proxy->performSetupDone();
+    EXPECT_EQ(platform().log.size(), 1U);
+    EXPECT_EQ(platform().logAt(kCspDebugWarning).size(), 1U);
+}
+
+}  // namespace

@@ -1,0 +1,171 @@
+// The packed forms of the 83 records.
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "LibraryTest.h"
+
+namespace {
+
+using testing::Each;
+using testing::ElementsAre;
+
+/// @return the bytes of a packed form
+template <class Form>
+std::vector<unsigned char> bytesOf(Form const& form) {
+    std::vector<unsigned char> bytes(sizeof form);
+    std::memcpy(bytes.data(), &form, sizeof form);
+    return bytes;
+}
+
+/// Makes a packed form of given bytes, as a transport would.
+template <class Form>
+Form formOf(std::vector<unsigned char> const& bytes) {
+    Form form;
+    EXPECT_EQ(bytes.size(), sizeof form);
+    std::memcpy(static_cast<void*>(&form), bytes.data(), sizeof form);
+    return form;
+}
+
+/// Compares a packed form that was made from a plain record, and frees its strings.
+void expectPacked(std::vector<unsigned char> const& packed, std::string_view fields,
+                  unsigned pass) {
+    PackedRecord const expected = expectedRecord(fields, pass);
+    EXPECT_EQ(withoutAddresses(packed, fields), withoutAddresses(expected.bytes, fields));
+    auto text = expected.texts.begin();
+    for (Field const& leaf : leavesOf(fields)) {
+        if (leaf.type != "s") continue;
+        cspDeserString_t reference;
+        std::memcpy(&reference, packed.data() + leaf.offset, sizeof reference);
+        char* const characters = reference.characters;
+        ASSERT_NE(characters, nullptr);
+        EXPECT_EQ(std::memcmp(characters, text->c_str(), text->size() + 1), 0);
+        std::free(characters);
+        ++text;
+    }
+}
+
+template <class Plain, class Form>
+void packAndUnpack(std::string_view fields) {
+    for (unsigned pass = 0; pass < kPasses; ++pass) {
+        Plain plain;
+        unsigned n = 0;
+        fill(plain, pass, n);
+        Form assigned;
+        EXPECT_EQ(&(assigned = plain), &assigned);
+        expectPacked(bytesOf(assigned), fields, pass);
+        expectPacked(bytesOf(Form(plain)), fields, pass);
+
+        PackedRecord const record = expectedRecord(fields, pass);
+        std::vector<std::string> unpacked;
+        write(static_cast<Plain>(formOf<Form>(record.bytes)), unpacked);
+        EXPECT_EQ(unpacked, expectedText(fields, pass));
+    }
+}
+
+/// Constructs a packed form in memory of a known content.
+template <class Form>
+std::vector<unsigned char> construct(unsigned char before) {
+    alignas(std::max_align_t) unsigned char memory[sizeof(Form)];
+    // Through a volatile pointer: the compiler might leave out writes before a construction.
+    for (unsigned char volatile& byte : memory) byte = before;
+    new (memory) Form;
+    return {memory, memory + sizeof(Form)};
+}
+
+struct ExpectedRecord {
+    char const* name;
+    std::size_t bytes;
+    std::size_t entries;
+    char const* fields;
+    std::vector<unsigned char> (*construct)(unsigned char before);
+    void (*packAndUnpack)(std::string_view fields);
+};
+
+ExpectedRecord const kRecords[] = {
+#define AUDVIK_EXPECTED_RECORD(NAME, BYTES, ENTRIES, FIELDS) \
+    {#NAME,                                                  \
+     BYTES,                                                  \
+     ENTRIES,                                                \
+     FIELDS,                                                 \
+     &construct<sound::_##NAME##_struct>,                    \
+     &packAndUnpack<sound::NAME, sound::_##NAME##_struct>},
+#include "expected_interface.def"
+};
+
+class RecordTest : public LibraryTest, public testing::WithParamInterface<ExpectedRecord> {};
+
+TEST_P(RecordTest, tableListsItsFields) {
+    ExpectedRecord const& record = GetParam();
+    auto const fields = fieldsOf(record.fields);
+    std::size_t strings = 0;
+    for (Field const& field : fields) strings += field.type == "s" ? 1 : 0;
+    EXPECT_EQ(packedSize(record.fields), record.bytes + strings * (sizeof(void*) - 4));
+    EXPECT_EQ(fields.size(), record.entries);
+    expectTable(exportedTable("serializable_" + std::string(record.name)), record.fields);
+}
+
+TEST_P(RecordTest, constructionLeavesSomeFieldsUnwritten) {
+    ExpectedRecord const& record = GetParam();
+    for (auto const before : std::vector<unsigned char>{0x00, 0xA5, 0xFF}) {
+        std::vector<unsigned char> expected(packedSize(record.fields));
+        for (Field const& leaf : leavesOf(record.fields)) {
+            if (!leaf.unwritten) continue;
+            std::memset(expected.data() + leaf.offset, before, leaf.width);
+        }
+        EXPECT_EQ(record.construct(before), expected);
+    }
+}
+
+TEST_P(RecordTest, packsAndUnpacksEveryField) {
+    GetParam().packAndUnpack(GetParam().fields);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, RecordTest, testing::ValuesIn(kRecords),
+                         [](auto const& tested) { return tested.param.name; });
+
+std::vector<unsigned char> words(std::initializer_list<std::uint32_t> values) {
+    std::vector<unsigned char> bytes(values.size() * sizeof *values.begin());
+    std::memcpy(bytes.data(), values.begin(), bytes.size());
+    return bytes;
+}
+
+TEST(RecordsTest, thereAre83) {
+    EXPECT_EQ(std::size(kRecords), 83U);
+}
+
+TEST(RecordsTest, anyWordButZeroIsTrue) {
+    std::vector<std::string> flags;
+    auto const form = formOf<sound::_soundMiParam_t_struct>(words({0, 7, 0x80000000, 0xFFFFFFFF}));
+    auto const plain = static_cast<sound::soundMiParam_t>(form);
+    write(plain, flags);
+    EXPECT_THAT(flags, ElementsAre("0", "1", "1", "1"));
+    EXPECT_EQ(bytesOf(sound::_soundMiParam_t_struct(plain)), words({0, 1, 1, 1}));
+}
+
+TEST(RecordsTest, theWideFieldLosesItsHighHalf) {
+    auto const roundTrip = [](std::int64_t value) {
+        sound::soundParams_t plain{};
+        plain.field2 = value;
+        return static_cast<sound::soundParams_t>(sound::_soundParams_t_struct(plain)).field2;
+    };
+    EXPECT_EQ(roundTrip(-2), -2);
+    EXPECT_EQ(roundTrip(0x100000005), 5);
+    EXPECT_EQ(roundTrip(0xFFFFFFFF), -1);
+    EXPECT_EQ(roundTrip(0x80000000), -2147483648);
+}
+
+TEST(RecordsTest, theLargestRecordEndsWithAByteAndAFlag) {
+    sound::soundDap_t plain{};
+    plain.field18 = 0x7F;
+    plain.field19 = true;
+    plain.field12.field4.field6.field1[0] = -1;
+    auto const bytes = bytesOf(sound::_soundDap_t_struct(plain));
+    ASSERT_EQ(bytes.size(), 1606U);
+    EXPECT_EQ(bytes[1601], 0x7F);
+    EXPECT_EQ(std::vector(bytes.end() - 4, bytes.end()), words({1}));
+    EXPECT_THAT(std::vector(bytes.begin() + 929, bytes.begin() + 933), Each(0xFF));
+    EXPECT_EQ(bytes[933], 0);
+}
+
+}  // namespace

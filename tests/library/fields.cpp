@@ -1,0 +1,174 @@
+#include "fields.h"
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <map>
+#include <sstream>
+
+namespace {
+
+std::map<std::string, char const*> const kRecords = {
+#define AUDVIK_EXPECTED_RECORD(NAME, BYTES, ENTRIES, FIELDS) {#NAME, FIELDS},
+#include "expected_interface.def"
+};
+
+std::size_t widthOf(std::string const& type) {
+    if (type == "b") return 1;
+    if (type == "s") return 4 + sizeof(void*);
+    return type.size() == 1 ? 4 : packedSize(kRecords.at(type));
+}
+
+template <class Type>
+void put(std::vector<unsigned char>& bytes, std::size_t offset, Type value) {
+    std::memcpy(bytes.data() + offset, &value, sizeof value);
+}
+
+}  // namespace
+
+std::vector<Field> fieldsOf(std::string_view description) {
+    std::vector<Field> fields;
+    std::size_t offset = 0;
+    std::istringstream words{std::string(description)};
+    for (std::string word; words >> word;) {
+        int count = 1;
+        auto const parsed = std::from_chars(word.data(), word.data() + word.size(), count);
+        word.erase(0, static_cast<std::size_t>(parsed.ptr - word.data()));
+        bool const unwritten = word.front() == '-';
+        if (unwritten) word.erase(0, 1);
+        for (; count > 0; --count) {
+            fields.push_back({word, unwritten, offset, widthOf(word)});
+            offset += fields.back().width;
+        }
+    }
+    return fields;
+}
+
+std::vector<Field> leavesOf(std::string_view description) {
+    std::vector<Field> leaves;
+    for (Field const& field : fieldsOf(description)) {
+        if (!field.isNested()) {
+            leaves.push_back(field);
+            continue;
+        }
+        for (Field leaf : leavesOf(kRecords.at(field.type))) {
+            leaf.offset += field.offset;
+            leaves.push_back(leaf);
+        }
+    }
+    return leaves;
+}
+
+std::size_t packedSize(std::string_view description) {
+    auto const fields = fieldsOf(description);
+    return fields.empty() ? 0 : fields.back().offset + fields.back().width;
+}
+
+cspEndianTable_t const* exportedTable(std::string const& record) {
+    return static_cast<cspEndianTable_t const*>(
+        dlsym(RTLD_DEFAULT, ("__csp_EndianTable_" + record).c_str()));
+}
+
+void expectTable(cspEndianTable_t const* table, std::string_view description) {
+    ASSERT_NE(table, nullptr);
+    EXPECT_EQ(table->size, std::max<std::size_t>(packedSize(description), 1));
+    cspEndianEntry_t const* entry = table->entries;
+    for (Field const& field : fieldsOf(description)) {
+        SCOPED_TRACE(field.type + " at " + std::to_string(field.offset));
+        ASSERT_NE(entry->kind, kCspEndianEnd);
+        EXPECT_EQ(entry->offset, field.offset);
+        if (field.type == "s") {
+            EXPECT_EQ(entry->kind, kCspEndianNested);
+            EXPECT_EQ(entry->nested, &__csp_EndianTable_cspDeserString_t);
+        } else if (field.isNested()) {
+            EXPECT_EQ(entry->kind, kCspEndianNested);
+            EXPECT_EQ(entry->nested, exportedTable("serializable_" + field.type));
+        } else {
+            EXPECT_EQ(entry->kind, field.width);
+            EXPECT_EQ(entry->word, 0U);
+        }
+        ++entry;
+    }
+    EXPECT_EQ(entry->offset, 0);
+    EXPECT_EQ(entry->kind, kCspEndianEnd);
+    EXPECT_EQ(entry->word, UINTPTR_MAX);
+}
+
+std::uint32_t wordValue(unsigned pass, unsigned n) {
+    return 0x7E8DA4C3U + n * 0x03050709U + pass * 0x41312111U;
+}
+
+std::uint8_t byteValue(unsigned pass, unsigned n) {
+    return static_cast<std::uint8_t>(0xFF - 37 * n - pass);
+}
+
+bool flagValue(unsigned pass, unsigned n) {
+    return (n >> pass & 1U) != 0;
+}
+
+std::string textValue(unsigned pass, unsigned n) {
+    if ((pass + n) % 3 == 0) return {};
+    return std::string("zero\0 inside, ", 14) + std::to_string(pass) + ' ' + std::to_string(n);
+}
+
+std::vector<std::string> expectedText(std::string_view description, unsigned pass) {
+    std::vector<std::string> text;
+    unsigned n = 0;
+    for (Field const& leaf : leavesOf(description)) {
+        switch (leaf.type.front()) {
+            case 'b':
+                write(byteValue(pass, n), text);
+                break;
+            case 't':
+                write(flagValue(pass, n), text);
+                break;
+            case 's':
+                write(textValue(pass, n), text);
+                break;
+            case 'q':
+                write(std::int64_t{static_cast<std::int32_t>(wordValue(pass, n))}, text);
+                break;
+            default:
+                write(wordValue(pass, n), text);
+        }
+        ++n;
+    }
+    return text;
+}
+
+PackedRecord expectedRecord(std::string_view description, unsigned pass) {
+    PackedRecord record;
+    record.bytes.resize(std::max<std::size_t>(packedSize(description), 1));
+    unsigned n = 0;
+    for (Field const& leaf : leavesOf(description)) {
+        switch (leaf.type.front()) {
+            case 'b':
+                put(record.bytes, leaf.offset, byteValue(pass, n));
+                break;
+            case 't':
+                put(record.bytes, leaf.offset, std::uint32_t{flagValue(pass, n) ? 1U : 0U});
+                break;
+            case 's': {
+                std::string& text = record.texts.emplace_back(textValue(pass, n));
+                put(record.bytes, leaf.offset, static_cast<std::uint32_t>(text.size()));
+                put(record.bytes, leaf.offset + 4, text.data());
+                break;
+            }
+            default:
+                put(record.bytes, leaf.offset, wordValue(pass, n));
+        }
+        ++n;
+    }
+    return record;
+}
+
+std::vector<unsigned char> withoutAddresses(std::vector<unsigned char> bytes,
+                                            std::string_view description) {
+    for (Field const& leaf : leavesOf(description)) {
+        if (leaf.type == "s") put(bytes, leaf.offset + 4, static_cast<char*>(nullptr));
+    }
+    return bytes;
+}

@@ -1,0 +1,99 @@
+/// @file
+/// What a record looks like when every field has a value of its own: as plain record, as text and
+/// as packed bytes. Packing here goes by the expected interface's descriptions alone.
+#pragma once
+
+#include <array>
+#include <boost/pfr/core.hpp>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+#include "csp/endian.h"
+
+/// A field of a packed record; its type is spelt as in expected_interface.def.
+struct Field {
+    std::string type;
+    bool unwritten;  ///< by default construction
+    std::size_t offset;
+    std::size_t width;
+
+    bool isNested() const { return type.size() > 1; }
+};
+
+/// The fields of a record in order, nested records whole.
+std::vector<Field> fieldsOf(std::string_view description);
+
+/// The scalars and strings of a record, those of nested records included.
+std::vector<Field> leavesOf(std::string_view description);
+
+std::size_t packedSize(std::string_view description);
+
+/// @return the exported byte-order table of this record or message record, null if there is none
+cspEndianTable_t const* exportedTable(std::string const& record);
+
+/// Expects a table to list exactly these fields.
+void expectTable(cspEndianTable_t const* table, std::string_view description);
+
+/// The values of the n-th scalar or string of a record. Words differ in all their bytes; after
+/// kPasses passes, no two flags of a record have had the same values.
+inline constexpr unsigned kPasses = 9;
+std::uint32_t wordValue(unsigned pass, unsigned n);
+std::uint8_t byteValue(unsigned pass, unsigned n);
+bool flagValue(unsigned pass, unsigned n);
+std::string textValue(unsigned pass, unsigned n);
+
+/// Gives each field of a plain record, or an argument, its value. @p n counts on.
+template <class Type>
+void fill(Type& value, unsigned pass, unsigned& n) {
+    if constexpr (std::is_same_v<Type, bool>) {
+        value = flagValue(pass, n++);
+    } else if constexpr (std::is_same_v<Type, std::int64_t>) {
+        value = (std::int64_t{0x76543210} << 32) | wordValue(pass, n++);
+    } else if constexpr (std::integral<Type>) {
+        value = sizeof value == 1 ? static_cast<Type>(byteValue(pass, n++))
+                                  : static_cast<Type>(wordValue(pass, n++));
+    } else if constexpr (std::is_same_v<Type, std::string>) {
+        value = textValue(pass, n++);
+    } else if constexpr (requires { value.begin(); }) {
+        for (auto& element : value) fill(element, pass, n);
+    } else {
+        boost::pfr::for_each_field(value, [&](auto& field) { fill(field, pass, n); });
+    }
+}
+
+/// Writes each field of a plain record, or an argument, as text.
+template <class Type>
+void write(Type const& value, std::vector<std::string>& out) {
+    if constexpr (std::is_same_v<Type, std::int64_t>) {
+        out.push_back(std::to_string(value));
+    } else if constexpr (std::integral<Type>) {
+        out.push_back(std::to_string(sizeof value == 1 ? static_cast<std::uint8_t>(value)
+                                                       : static_cast<std::uint32_t>(value)));
+    } else if constexpr (std::is_same_v<Type, std::string>) {
+        out.push_back(value);
+    } else if constexpr (requires { value.begin(); }) {
+        for (auto const& element : value) write(element, out);
+    } else {
+        boost::pfr::for_each_field(value, [&](auto const& field) { write(field, out); });
+    }
+}
+
+/// What write() gives for a record that was filled, packed and unpacked.
+std::vector<std::string> expectedText(std::string_view description, unsigned pass);
+
+/// The packed form of a filled record.
+struct PackedRecord {
+    std::vector<unsigned char> bytes;
+    std::list<std::string> texts;  ///< the characters that the bytes refer to
+};
+PackedRecord expectedRecord(std::string_view description, unsigned pass);
+
+/// @return a packed record with the addresses of its strings zeroed: only theirs may differ
+std::vector<unsigned char> withoutAddresses(std::vector<unsigned char> bytes,
+                                            std::string_view description);
