@@ -1,0 +1,300 @@
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <boost/make_shared.hpp>
+#include <chrono>
+#include <condition_variable>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "frame/Process.h"
+#include "sound/ClientInterfaceListener.h"
+#include "sound/Proxy.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using Words = std::vector<std::string>;
+
+/// A program with one of its outputs in a pipe to the test.
+class Child {
+public:
+    Child(std::string const& program, Words const& arguments, int output) {
+        Words words;
+        if (*EMULATOR != '\0') {
+            std::istringstream emulator(EMULATOR);
+            for (std::string word; std::getline(emulator, word, ';');) words.push_back(word);
+        }
+        words.push_back(program);
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        std::vector<char*> argv;
+        for (auto& word : words) argv.push_back(word.data());
+        argv.push_back(nullptr);
+
+        int ends[2];
+        if (::pipe2(ends, O_CLOEXEC) != 0) std::abort();
+        posix_spawn_file_actions_t actions;
+        ::posix_spawn_file_actions_init(&actions);
+        ::posix_spawn_file_actions_adddup2(&actions, ends[1], output);
+        if (::posix_spawnp(&pid_, argv[0], &actions, nullptr, argv.data(), environ) != 0) pid_ = -1;
+        ::posix_spawn_file_actions_destroy(&actions);
+        ::close(ends[1]);
+        output_ = ends[0];
+    }
+    ~Child() {
+        kill(SIGTERM);
+        ::close(output_);
+    }
+    Child(Child const&) = delete;
+    Child& operator=(Child const&) = delete;
+
+    /// Reads until the child has written @p last, or nothing more comes.
+    std::string readUntil(char last) {
+        std::string text;
+        for (char c; ::read(output_, &c, 1) == 1;) {
+            text += c;
+            if (c == last) break;
+        }
+        return text;
+    }
+
+    /// @return the exit status, or -1 when the signal had to end it
+    int kill(int signal) {
+        if (pid_ < 0) return -1;
+        ::kill(pid_, signal);
+        return wait();
+    }
+
+    int wait() {
+        int status = 0;
+        ::waitpid(pid_, &status, 0);
+        pid_ = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+private:
+    pid_t pid_ = -1;
+    int output_ = -1;
+};
+
+/// Takes a free port and, from then on, stands in its way.
+class TakenPort {
+public:
+    TakenPort() : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        auto* const generic = reinterpret_cast<sockaddr*>(&address);
+        if (::bind(socket_, generic, size) != 0) std::abort();
+        ::getsockname(socket_, generic, &size);
+        address_ = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+    }
+    ~TakenPort() { ::close(socket_); }
+    TakenPort(TakenPort const&) = delete;
+    TakenPort& operator=(TakenPort const&) = delete;
+
+    std::string const& address() const { return address_; }
+
+private:
+    int socket_;
+    std::string address_;
+};
+
+/// A client in this process: takes each block whole, as a listener should.
+class Listener : public sound::ClientInterfaceListener {
+public:
+    Listener() : ClientInterfaceListener(nullptr, 0, 0) {}
+
+    std::int32_t onAudioDataNotify(frame::MsgIds& /*msgIds*/,
+                                   frame::TransportInfo const& /*transportInfo*/,
+                                   std::string const& path, std::uint32_t size) override {
+        std::vector<char> block(size);
+        struct stat pipe {};
+        struct stat folder {};
+        auto const parent = std::filesystem::path(path).parent_path();
+        ::stat(path.c_str(), &pipe);
+        ::stat(parent.c_str(), &folder);
+        int const descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        auto const count = ::read(descriptor, block.data(), block.size());
+        ::close(descriptor);
+
+        std::scoped_lock const lock(mutex_);
+        if (count != static_cast<ssize_t>(size)) ++broken_;
+        received_.insert(received_.end(), block.begin(), block.end());
+        if (places_.folder.empty()) places_ = {parent, pipe.st_mode, folder.st_mode};
+        changed_.notify_all();
+        return 0;
+    }
+
+    /// @return what has been received when it is @p size bytes, or when 20 seconds have passed
+    std::vector<char> waitFor(std::size_t size) {
+        std::unique_lock lock(mutex_);
+        changed_.wait_for(lock, 20s, [&] { return received_.size() >= size; });
+        EXPECT_EQ(broken_, 0);
+        return received_;
+    }
+
+    /// Where the first block was.
+    struct Places {
+        std::string folder;
+        mode_t pipeMode = 0;
+        mode_t folderMode = 0;
+    };
+    Places places() {
+        std::scoped_lock const lock(mutex_);
+        return places_;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<char> received_;
+    int broken_ = 0;
+    Places places_;
+};
+
+class ServiceTest : public ::testing::Test {
+protected:
+    ServiceTest() { ::setenv("LMQR2_UDPHOST", TakenPort().address().c_str(), 1); }
+
+    static std::unique_ptr<Child> startService(Words const& arguments) {
+        auto service = std::make_unique<Child>(SOUND_SERVICE, arguments, STDERR_FILENO);
+        EXPECT_NE(service->readUntil('\n').find("listening on"), std::string::npos);
+        return service;
+    }
+
+    void startClient() {
+        auto process = frame::Process::getInstance();
+        ASSERT_GE(process.startAppMembersSync(&CreateSoundProxy), 0);
+        listener_->setSelfReference(listener_);
+        ASSERT_GE(listener_->init(), 0);
+    }
+
+    void switchAudioData(bool on) {
+        ASSERT_GE(listener_->getSrvIf()->cmdEnabelSoundAudioDataCB(frame::MsgIds::none, {}, on), 0);
+    }
+
+    boost::shared_ptr<Listener> listener_ = boost::make_shared<Listener>();
+};
+
+TEST_F(ServiceTest, PipesAreForThisUserOnlyAndGoWithTheService) {
+    auto const service = startService({"--tone", "440", "--fast"});
+    startClient();
+    switchAudioData(true);
+    listener_->waitFor(4096);
+    EXPECT_EQ(service->kill(SIGTERM), 0);
+    auto const places = listener_->places();
+    EXPECT_TRUE(S_ISFIFO(places.pipeMode));
+    EXPECT_EQ(places.pipeMode & 0777, 0600U);
+    EXPECT_EQ(places.folderMode & 0777, 0700U);
+    EXPECT_FALSE(std::filesystem::exists(places.folder));
+}
+
+// A tone of 1 Hz differs everywhere within its period of 96,000 bytes, which blocks of 1,001 bytes
+// cross in ever new places: a block lost, doubled or out of place shows.
+TEST_F(ServiceTest, AStreamIsWholeWhateverBecomesOfAnother) {
+    auto const service = startService(
+        {"--tone", "1", "--channels", "1", "--duration", "25", "--fast", "--block", "1001"});
+    Child stuck(STUCK_CLIENT, {}, STDOUT_FILENO);
+    ASSERT_EQ(stuck.readUntil('.'), ".");
+    startClient();
+    switchAudioData(true);
+    listener_->waitFor(100'000);
+    stuck.kill(SIGKILL);
+    constexpr std::size_t kPeriod = 96'000;
+    auto const received = listener_->waitFor(25 * kPeriod);
+    ASSERT_EQ(received.size(), 25 * kPeriod);
+    EXPECT_TRUE(std::equal(received.begin() + kPeriod, received.end(), received.begin()));
+}
+
+TEST_F(ServiceTest, AStreamBeginsAnewOnlyAfterItWasSwitchedOff) {
+    // One second, in real time.
+    auto const service =
+        startService({"--tone", "1", "--rate", "8000", "--channels", "1", "--duration", "1"});
+    startClient();
+    constexpr std::size_t kWhole = 16'000;
+    auto const started = std::chrono::steady_clock::now();
+    switchAudioData(true);
+    listener_->waitFor(4096);
+    switchAudioData(true);
+    EXPECT_EQ(listener_->waitFor(kWhole).size(), kWhole);
+    // The last block begins at 12,288 of 16,000 bytes.
+    EXPECT_GE(std::chrono::steady_clock::now() - started, 760ms);
+    switchAudioData(true);
+    switchAudioData(false);
+    switchAudioData(true);
+    auto const received = listener_->waitFor(2 * kWhole);
+    ASSERT_EQ(received.size(), 2 * kWhole);
+    EXPECT_TRUE(std::equal(received.begin() + kWhole, received.end(), received.begin()));
+}
+
+TEST_F(ServiceTest, ATakenPortIsNamed) {
+    TakenPort const port;
+    ::setenv("LMQR2_UDPHOST", port.address().c_str(), 1);
+    Child service(SOUND_SERVICE, {}, STDERR_FILENO);
+    EXPECT_EQ(service.readUntil('\0'), "sound-service: " + port.address() +
+                                           " is in use by another program; stop it, or set "
+                                           "LMQR2_UDPHOST\n");
+    EXPECT_EQ(service.wait(), 1);
+}
+
+struct BadFile {
+    char const* name;
+    char const* complaint;
+    std::string content;
+};
+
+TEST_F(ServiceTest, AFileThatCannotBePlayedIsRefusedInOneLine) {
+    std::string const header("RIFF\x2C\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0\x80\x3E\0\0",
+                             32);
+    std::string const format16("\2\0\x10\0", 4);
+    std::string const format8("\1\0\x08\0", 4);
+    BadFile const kFiles[] = {
+        {"empty.wav", "empty", ""},
+        {"text.wav", "", "This is no sound."},
+        {"eight-bit.wav", "16-bit",
+         header + format8 + std::string("data\x08\0\0\0", 8) + "01234567"},
+        {"no-samples.wav", "no samples", header + format16 + std::string("data\0\0\0\0", 8)},
+        {"truncated.wav", "truncated",
+         header + format16 + std::string("data\x08\0\0\0", 8) + "0123"},
+        {"truncated-header.wav", "", header}};
+    auto const folder = std::filesystem::path(::testing::TempDir()) /
+                        ("service-test-" + std::to_string(::getpid()));
+    std::filesystem::create_directory(folder);
+    auto const expectRefusal = [](std::string const& path, std::string const& complaint) {
+        Child service(SOUND_SERVICE, {path}, STDERR_FILENO);
+        auto const text = service.readUntil('\0');
+        EXPECT_EQ(service.wait(), 1) << path;
+        EXPECT_EQ(text.find("sound-service: " + path + ": "), 0U) << text;
+        EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
+        if (text.find("built without libsndfile") != std::string::npos) return;
+        EXPECT_NE(text.find(complaint), std::string::npos) << text;
+        EXPECT_NE(text.find("accepted are WAV and FLAC"), std::string::npos) << text;
+    };
+    for (auto const& file : kFiles) {
+        auto const path = folder / file.name;
+        std::ofstream(path, std::ios::binary) << file.content;
+        expectRefusal(path, file.complaint);
+    }
+    expectRefusal(folder / "missing.wav", "No such file");
+    expectRefusal(folder, "not a regular file");
+    std::filesystem::remove_all(folder);
+}
+
+}  // namespace

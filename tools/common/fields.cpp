@@ -1,0 +1,138 @@
+#include "fields.h"
+
+#include <cstring>
+
+namespace tools {
+
+namespace {
+
+using Kind = FieldType::Kind;
+
+bool isSigned(FieldType const& integer) {
+    return integer.least < 0;
+}
+
+template <class Unsigned, class Signed>
+std::int64_t readInteger(void const* address, bool asSigned) {
+    Unsigned value;
+    std::memcpy(&value, address, sizeof value);
+    return asSigned ? std::int64_t{static_cast<Signed>(value)} : static_cast<std::int64_t>(value);
+}
+
+template <class Unsigned>
+void writeInteger(void* address, std::int64_t value) {
+    auto const bits = static_cast<Unsigned>(value);
+    std::memcpy(address, &bits, sizeof bits);
+}
+
+std::string describeMembers(std::vector<FieldType const*> const& types) {
+    std::string text;
+    for (std::size_t first = 0, end = 0; first < types.size(); first = end) {
+        while (end < types.size() && types[end] == types[first]) ++end;
+        text += (first > 0 ? ", " : "") + fieldName(first);
+        if (end > first + 1) text += '-' + fieldName(end - 1);
+        text += ' ' + typeName(*types[first]);
+    }
+    return text;
+}
+
+void visit(std::string const& path, Field const& field,
+           std::function<void(std::string const&, Field const&)> const& visitor) {
+    if (field.type->kind != Kind::kRecord && field.type->kind != Kind::kArray) {
+        visitor(path, field);
+        return;
+    }
+    auto const inner = membersOf(field);
+    for (std::size_t i = 0; i < inner.size(); ++i) {
+        bool const isRecord = field.type->kind == Kind::kRecord;
+        visit(isRecord ? memberPath(path, i) : elementPath(path, i), inner[i], visitor);
+    }
+}
+
+}  // namespace
+
+Fields membersOf(Field const& field) {
+    auto* const base = static_cast<unsigned char*>(field.address);
+    Fields fields;
+    for (auto const& member : field.type->members) {
+        fields.push_back({member.type, base + member.offset});
+    }
+    for (std::size_t i = 0; i < field.type->count; ++i) {
+        fields.push_back({field.type->element, base + i * field.type->element->size});
+    }
+    return fields;
+}
+
+std::int64_t integerOf(Field const& field) {
+    bool const asSigned = isSigned(*field.type);
+    switch (field.type->size) {
+        case 1:
+            return readInteger<std::uint8_t, std::int8_t>(field.address, asSigned);
+        case 4:
+            return readInteger<std::uint32_t, std::int32_t>(field.address, asSigned);
+        default:
+            return readInteger<std::uint64_t, std::int64_t>(field.address, asSigned);
+    }
+}
+
+void setInteger(Field const& field, std::int64_t value) {
+    switch (field.type->size) {
+        case 1:
+            return writeInteger<std::uint8_t>(field.address, value);
+        case 4:
+            return writeInteger<std::uint32_t>(field.address, value);
+        default:
+            return writeInteger<std::uint64_t>(field.address, value);
+    }
+}
+
+std::string fieldName(std::size_t index) {
+    return "field" + std::to_string(index + 1);
+}
+
+std::string memberPath(std::string const& record, std::size_t index) {
+    return record.empty() ? fieldName(index) : record + '.' + fieldName(index);
+}
+
+std::string elementPath(std::string const& array, std::size_t index) {
+    return array + '[' + std::to_string(index) + ']';
+}
+
+std::string typeName(FieldType const& type) {
+    switch (type.kind) {
+        case Kind::kBool:
+            return "bool";
+        case Kind::kString:
+            return "string";
+        case Kind::kArray:
+            return typeName(*type.element) + '[' + std::to_string(type.count) + ']';
+        case Kind::kRecord: {
+            std::vector<FieldType const*> types;
+            for (auto const& member : type.members) types.push_back(member.type);
+            return '{' + describeMembers(types) + '}';
+        }
+        case Kind::kInteger:
+            break;
+    }
+    return (isSigned(type) ? "int" : "uint") + std::to_string(8 * type.size);
+}
+
+std::string describe(Fields const& fields) {
+    std::vector<FieldType const*> types;
+    for (auto const& field : fields) types.push_back(field.type);
+    return describeMembers(types);
+}
+
+std::string acceptedValues(FieldType const& scalar) {
+    if (scalar.kind == Kind::kString) return "a string";
+    if (scalar.kind == Kind::kBool) return "a bool, true or false";
+    return (isSigned(scalar) ? "an " : "a ") + typeName(scalar) + " from " +
+           std::to_string(scalar.least) + " to " + std::to_string(scalar.most);
+}
+
+void visitScalars(Fields const& fields,
+                  std::function<void(std::string const&, Field const&)> const& visitor) {
+    for (std::size_t i = 0; i < fields.size(); ++i) visit(fieldName(i), fields[i], visitor);
+}
+
+}  // namespace tools

@@ -1,0 +1,109 @@
+#include "record_json.h"
+
+#include <utility>
+
+namespace tools {
+
+namespace {
+
+using Kind = FieldType::Kind;
+
+Json toJson(Field const& field) {
+    switch (field.type->kind) {
+        case Kind::kRecord:
+            return fieldsToJson(membersOf(field));
+        case Kind::kArray: {
+            Json array = Json::array();
+            for (auto const& element : membersOf(field)) array.push_back(toJson(element));
+            return array;
+        }
+        case Kind::kString:
+            // Through its text, which replaces what is no UTF-8: nothing fails on it later.
+            return Json::parse(toText(*static_cast<std::string const*>(field.address)));
+        case Kind::kBool:
+            return *static_cast<bool const*>(field.address);
+        case Kind::kInteger:
+            break;
+    }
+    return integerOf(field);
+}
+
+void membersFromJson(Json const& json, std::string const& path, Fields const& fields);
+
+bool isInRange(Json const& json, FieldType const& integer) {
+    if (json.is_number_unsigned()) {
+        return std::cmp_less_equal(json.get<std::uint64_t>(), integer.most);
+    }
+    return json.is_number_integer() && json.get<std::int64_t>() >= integer.least;
+}
+
+void scalarFromJson(Json const& json, std::string const& path, Field const& field) {
+    if (field.type->kind == Kind::kString && json.is_string()) {
+        *static_cast<std::string*>(field.address) = json.get<std::string>();
+    } else if (field.type->kind == Kind::kBool && json.is_boolean()) {
+        *static_cast<bool*>(field.address) = json.get<bool>();
+    } else if (field.type->kind == Kind::kInteger && isInRange(json, *field.type)) {
+        setInteger(field, json.get<std::int64_t>());
+    } else {
+        refuse(path, toText(json), acceptedValues(*field.type));
+    }
+}
+
+void fromJson(Json const& json, std::string const& path, Field const& field) {
+    if (field.type->kind == Kind::kRecord) {
+        membersFromJson(json, path, membersOf(field));
+    } else if (field.type->kind == Kind::kArray) {
+        if (!json.is_array() || json.size() > field.type->count) {
+            refuse(path, toText(json),
+                   "an array of at most " + std::to_string(field.type->count) + " values");
+        }
+        auto const elements = membersOf(field);
+        for (std::size_t i = 0; i < json.size(); ++i) {
+            fromJson(json[i], elementPath(path, i), elements[i]);
+        }
+    } else {
+        scalarFromJson(json, path, field);
+    }
+}
+
+void membersFromJson(Json const& json, std::string const& path, Fields const& fields) {
+    if (!json.is_object()) refuse(path, toText(json), R"(an object like {"field1": ...})");
+    for (auto const& item : json.items()) {
+        std::size_t index = 0;
+        while (index < fields.size() && item.key() != fieldName(index)) ++index;
+        if (index < fields.size()) {
+            fromJson(item.value(), memberPath(path, index), fields[index]);
+            continue;
+        }
+        throw FieldError((path.empty() ? "" : path + '.') + item.key() +
+                         ": there is no such field, " +
+                         (fields.empty()       ? "nor any other"
+                          : fields.size() == 1 ? "only field1"
+                                               : "only field1 to " + fieldName(fields.size() - 1)));
+    }
+}
+
+}  // namespace
+
+void refuse(std::string const& path, std::string const& value, std::string const& accepted) {
+    constexpr std::size_t kShown = 40;
+    throw FieldError((path.empty() ? "the arguments" : path) + ": " +
+                     (value.size() > kShown ? value.substr(0, kShown) + "..." : value) +
+                     " is not " + accepted);
+}
+
+std::string toText(Json const& value) {
+    return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+Json fieldsToJson(Fields const& fields) {
+    Json object = Json::object();
+    for (std::size_t i = 0; i < fields.size(); ++i) object[fieldName(i)] = toJson(fields[i]);
+    return object;
+}
+
+void fieldsFromJson(Json const& json, Fields const& fields) {
+    membersFromJson(json, "", fields);
+}
+
+}  // namespace tools

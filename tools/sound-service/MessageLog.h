@@ -1,0 +1,28 @@
+/// @file
+/// The log of messages, for scripts.
+#pragma once
+
+#include <mutex>
+
+#include "fields.h"
+#include "frame/messages.h"
+#include "sound/messages.h"
+
+namespace sound::service {
+
+/// Writes each message as one line of JSON to standard output, when switched on. Thread-safe.
+class MessageLog {
+public:
+    explicit MessageLog(bool on) : on_(on) {}
+
+    /// @param kind    "command" or "notification"
+    /// @param client  whom it came from or goes to; null for all
+    void write(char const* kind, char const* name, MessageId id, frame::TransportInfo const* client,
+               tools::Fields const& arguments);
+
+private:
+    bool const on_;
+    std::mutex mutex_;
+};
+
+}  // namespace sound::service
