@@ -1,0 +1,121 @@
+#include "Program.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+namespace {
+
+constexpr std::chrono::seconds kPatience{30};
+
+/// Calls @p condition until it holds, or patience is at an end.
+template <class Condition>
+bool becomesTrue(Condition const& condition) {
+    auto const end = std::chrono::steady_clock::now() + kPatience;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+/// The words that run a program which is built for another machine; none for this one.
+std::vector<std::string> emulator() {
+    std::istringstream words(AUDVIK_EMULATOR);
+    return {std::istream_iterator<std::string>(words), std::istream_iterator<std::string>()};
+}
+
+}  // namespace
+
+TemporaryFolder::TemporaryFolder() {
+    std::string name = (std::filesystem::temp_directory_path() / "audvik-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error(name + " cannot be created");
+    path_ = name;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+std::string readFile(std::string const& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+void writeFile(std::string const& path, std::string const& text) {
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+Program::Program(std::vector<std::string> words, std::string const& output)
+    : output_(output.empty() ? folder_.file("output") : output), errors_(folder_.file("errors")) {
+    std::vector<std::string> command = emulator();
+    command.insert(command.end(), words.begin(), words.end());
+    std::vector<char*> arguments(command.size() + 1, nullptr);
+    std::transform(command.begin(), command.end(), arguments.begin(),
+                   [](std::string& word) { return word.data(); });
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    int const flags = O_WRONLY | O_CREAT | O_TRUNC;
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output_.c_str(), flags, 0600);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errors_.c_str(), flags, 0600);
+    int const error =
+        posix_spawnp(&process_, arguments[0], &actions, nullptr, arguments.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (error != 0) throw std::runtime_error(words[0] + ": " + strerror(error));
+}
+
+Program::~Program() {
+    if (status_) return;
+    signal(SIGKILL);
+    waitpid(process_, nullptr, 0);
+}
+
+bool Program::says(std::string const& text) const {
+    return becomesTrue([&] {
+        return output().find(text) != std::string::npos || errors().find(text) != std::string::npos;
+    });
+}
+
+void Program::signal(int number) const {
+    kill(process_, number);
+}
+
+int Program::status() {
+    if (status_) return *status_;
+    int state = 0;
+    if (!becomesTrue([&] { return waitpid(process_, &state, WNOHANG) == process_; })) return -1;
+    status_ = WIFEXITED(state) ? WEXITSTATUS(state) : -1;
+    return *status_;
+}
+
+void useOwnAddress() {
+    int const socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto* const generic = reinterpret_cast<sockaddr*>(&address);
+    if (bind(socket, generic, size) != 0 || getsockname(socket, generic, &size) != 0) {
+        throw std::runtime_error("there is no free port");
+    }
+    close(socket);
+    std::string const text = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+    setenv("LMQR2_UDPHOST", text.c_str(), 1);
+}

@@ -1,0 +1,152 @@
+// audvik-capture as a real process. The library's address is fixed, so these tests cannot run at
+// the same time as others that use it.
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "Program.h"
+
+namespace {
+
+std::vector<std::string> const kTone{
+    AUDVIK_SOUND_SERVICE, "--tone", "440", "--channels", "1", "--block", "1000"};
+
+class Capture : public testing::Test {
+protected:
+    Capture() { unsetenv("LMQR2_UDPHOST"); }
+
+    void startService() {
+        service_.emplace(kTone);
+        ASSERT_TRUE(service_->says("listening on")) << service_->errors();
+    }
+
+    static std::vector<std::string> words(std::vector<std::string> const& options) {
+        std::vector<std::string> all{AUDVIK_CAPTURE, "--channels", "1"};
+        all.insert(all.end(), options.begin(), options.end());
+        return all;
+    }
+
+    TemporaryFolder folder_;
+    std::optional<Program> service_;
+};
+
+#if AUDVIK_WRITES_WAV
+std::uint32_t littleEndian(std::string const& bytes, std::size_t offset) {
+    std::uint32_t value = 0;
+    for (std::size_t i = 4; i-- > 0;) {
+        value = value << 8 | static_cast<unsigned char>(bytes.at(offset + i));
+    }
+    return value;
+}
+
+/// The samples' bytes in a WAV file. Its header has to be right.
+std::string samplesOf(std::string const& path) {
+    constexpr std::size_t kHeaderSize = 44;
+    std::string const wav = readFile(path);
+    EXPECT_GE(wav.size(), kHeaderSize);
+    if (wav.size() < kHeaderSize) return "";
+    EXPECT_EQ(wav.substr(0, 4) + wav.substr(8, 8), "RIFFWAVEfmt ");
+    EXPECT_EQ(littleEndian(wav, 4), wav.size() - 8);
+    EXPECT_EQ(littleEndian(wav, 24), 48000U);
+    EXPECT_EQ(wav.substr(36, 4), "data");
+    EXPECT_EQ(littleEndian(wav, 40), wav.size() - kHeaderSize);
+    return wav.substr(kHeaderSize);
+}
+
+TEST_F(Capture, RecordsExactlyTheDurationTheSameInAFileAndOnStandardOutput) {
+    startService();
+    Program file(words({"--duration", "0.25", "--output", folder_.file("tone.wav")}));
+    Program raw(words({"--duration", "0.25"}));
+    EXPECT_EQ(file.status(), 0) << file.errors();
+    EXPECT_EQ(raw.status(), 0) << raw.errors();
+    EXPECT_NE(file.errors().find("24 blocks, 24000 bytes, 0.250 s, 0 lost\n"), std::string::npos)
+        << file.errors();
+    std::string const samples = samplesOf(folder_.file("tone.wav"));
+    EXPECT_EQ(samples.size(), 24000U);
+    if (std::uint16_t const one = 1; *reinterpret_cast<unsigned char const*>(&one) == 1) {
+        EXPECT_TRUE(samples == raw.output());
+    }
+    EXPECT_GT(std::string(samples).find_first_not_of('\0'), 0U);
+}
+
+TEST_F(Capture, LeavesAValidFileWhenTheServiceIsKilled) {
+    startService();
+    Program capture(words({"--output", folder_.file("tone.wav")}));
+    ASSERT_TRUE(Program({AUDVIK_CAPTURE, "--duration", "0.5"}).status() == 0);
+    service_->signal(SIGKILL);
+    EXPECT_EQ(capture.status(), 1);
+    EXPECT_NE(capture.errors().find("the sound service at 127.0.0.1:12321 has gone"),
+              std::string::npos)
+        << capture.errors();
+    EXPECT_GT(samplesOf(folder_.file("tone.wav")).size(), 24000U);
+}
+
+TEST_F(Capture, EndsCleanlyWhenInterrupted) {
+    startService();
+    Program capture(words({"--output", folder_.file("tone.wav")}));
+    ASSERT_TRUE(Program({AUDVIK_CAPTURE, "--duration", "0.25"}).status() == 0);
+    capture.signal(SIGINT);
+    EXPECT_EQ(capture.status(), 0) << capture.errors();
+    EXPECT_NE(capture.errors().find(" 0 lost\n"), std::string::npos) << capture.errors();
+    EXPECT_FALSE(samplesOf(folder_.file("tone.wav")).empty());
+}
+
+TEST_F(Capture, SaysWhenTheFileCannotBeWritten) {
+    startService();
+    Program full(words({"--output", "/dev/full"}));
+    EXPECT_EQ(full.status(), 1);
+    EXPECT_NE(full.errors().find("/dev/full"), std::string::npos) << full.errors();
+    Program nowhere(words({"--output", folder_.file("no/such/folder.wav")}));
+    EXPECT_EQ(nowhere.status(), 1);
+    EXPECT_NE(nowhere.errors().find("No such file"), std::string::npos) << nowhere.errors();
+}
+#endif
+
+TEST_F(Capture, SaysWhenStandardOutputIsFull) {
+    startService();
+    Program capture(words({}), "/dev/full");
+    EXPECT_EQ(capture.status(), 1);
+    EXPECT_NE(capture.errors().find("No space left on device"), std::string::npos)
+        << capture.errors();
+}
+
+TEST_F(Capture, FailsWithoutAServiceAndLeavesAnEarlierRecordingAlone) {
+    writeFile(folder_.file("earlier.wav"), "earlier");
+    Program capture(words({"--output", folder_.file("earlier.wav")}));
+    EXPECT_EQ(capture.status(), 1);
+    EXPECT_NE(capture.errors().find("no sound service at 127.0.0.1:12321"), std::string::npos)
+        << capture.errors();
+    EXPECT_EQ(readFile(folder_.file("earlier.wav")), "earlier");
+}
+
+TEST_F(Capture, WaitsForTheServiceAndForItsReturn) {
+    Program capture(words({"--wait", "--duration", "2"}));
+    EXPECT_TRUE(capture.says("waiting for a sound service")) << capture.errors();
+    startService();
+    Program witness({AUDVIK_CAPTURE, "--duration", "0.75"});
+    ASSERT_EQ(witness.status(), 0) << witness.errors();
+    service_->signal(SIGKILL);
+    EXPECT_TRUE(capture.says("has gone")) << capture.errors();
+    service_.reset();
+    startService();
+    EXPECT_EQ(capture.status(), 0) << capture.errors();
+    EXPECT_NE(capture.errors().find("is back"), std::string::npos) << capture.errors();
+    EXPECT_EQ(capture.output().size(), 192000U);
+}
+
+TEST_F(Capture, RefusesAWrongCommandLineWithStatusTwo) {
+    for (std::vector<std::string> const& options : {std::vector<std::string>{"--duration", "0"},
+                                                    {"--duration", "-1"},
+                                                    {"--rate", "0"},
+                                                    {"--channels", "x"},
+                                                    {"--unknown"},
+                                                    {"--duration", "nan"}}) {
+        EXPECT_EQ(Program(words(options)).status(), 2) << options.front();
+    }
+}
+
+}  // namespace

@@ -1,0 +1,259 @@
+// soundctl against a running sound-service, as real processes.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include "Program.h"
+#include "record_json.h"
+#include "sound/records.h"
+
+namespace sound {
+namespace {
+
+using tools::Json;
+
+/// A command that a notification goes back to, and what to send and to expect.
+struct Exchange {
+    std::string command;
+    std::string notification;
+    std::string relation;
+    Json commandArguments;
+    Json notificationArguments;
+};
+
+/// Puts something else than zero into every scalar.
+void fill(Json& value, std::size_t& count) {
+    if (value.is_structured()) {
+        for (Json& inner : value) fill(inner, count);
+        return;
+    }
+    ++count;
+    if (value.is_string()) {
+        value = "text " + std::to_string(count);
+    } else if (value.is_boolean()) {
+        value = true;
+    } else {
+        value = count % 100;
+    }
+}
+
+template <class... Types>
+Json exampleOf() {
+    Json example = tools::argumentsToJson(Types{}...);
+    std::size_t count = 0;
+    fill(example, count);
+    return example;
+}
+
+Json commandExample(std::string const& command) {
+#define AUDVIK_COMMAND(NAME, ...) \
+    if (command == "cmd" #NAME) return exampleOf<__VA_ARGS__>();
+#include "sound/messages.def"
+    return {};
+}
+
+std::vector<Exchange> exchanges() {
+    std::vector<Exchange> all;
+#define AUDVIK_NOTIFICATION(NAME, RELATION, COMMAND, ...)                                          \
+    all.push_back({"cmd" #COMMAND, "on" #NAME "Notify", #RELATION, commandExample("cmd" #COMMAND), \
+                   exampleOf<__VA_ARGS__>()});
+#include "sound/messages.def"
+    return all;
+}
+
+class Soundctl : public testing::Test {
+protected:
+    Soundctl() { useOwnAddress(); }
+
+    void startService(std::vector<std::string> const& options = {}) {
+        std::vector<std::string> words{AUDVIK_SOUND_SERVICE};
+        words.insert(words.end(), options.begin(), options.end());
+        service_.emplace(words);
+        ASSERT_TRUE(service_->says("listening on")) << service_->errors();
+    }
+
+    struct Result {
+        int status;
+        std::string output;
+        std::string errors;
+    };
+
+    static Result run(std::vector<std::string> const& arguments) {
+        std::vector<std::string> words{AUDVIK_SOUNDCTL};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        Program program(words);
+        int const status = program.status();
+        return {status, program.output(), program.errors()};
+    }
+
+    TemporaryFolder folder_;
+    std::optional<Program> service_;
+};
+
+TEST_F(Soundctl, GetsAnAnswerToEachCommandThatHasOne) {
+    auto const all = exchanges();
+    ASSERT_EQ(all.size(), 22U);
+    Json states;
+    for (auto const& exchange : all) {
+        if (exchange.relation == "answers") {
+            states[exchange.notification] = exchange.notificationArguments;
+        }
+    }
+    writeFile(folder_.file("states.json"), tools::toText(states));
+    startService({"--tone", "440", "--state", folder_.file("states.json")});
+
+    for (auto const& exchange : all) {
+        SCOPED_TRACE(exchange.command);
+        auto const [status, output, errors] =
+            run({"send", exchange.command, "--json", tools::toText(exchange.commandArguments),
+                 "--expect", exchange.notification, "--timeout", "5s"});
+        ASSERT_EQ(status, 0) << errors;
+        Json const answer = Json::parse(output);
+        EXPECT_EQ(answer["notification"], exchange.notification);
+        Json const& arguments = answer["arguments"];
+        if (exchange.relation == "answers") {
+            EXPECT_EQ(arguments, exchange.notificationArguments);
+        } else if (exchange.relation == "reports") {
+            EXPECT_EQ(arguments["field1"], exchange.commandArguments["field1"]);
+        } else {
+            EXPECT_EQ(arguments["field2"], 4096);
+        }
+    }
+}
+
+TEST_F(Soundctl, TakesValuesInOrderThroughRecordsAndArrays) {
+    startService({"--log-json"});
+    ASSERT_EQ(run({"send", "cmdSoundModeInfoSet", "-1"}).status, 0);
+    ASSERT_EQ(run({"send", "cmdSoundDTSSet_VirtualXParams", "--", "0x10", "two", "-three"}).status,
+              0);
+    // Field 46 is a record of two; behind it comes field 47's first.
+    std::vector<std::string> words{"send", "cmdSoundParamsSet"};
+    for (int i = 1; i <= 48; ++i) words.push_back(i == 44 || i == 45 ? "true" : std::to_string(i));
+    ASSERT_EQ(run(words).status, 0);
+    ASSERT_TRUE(service_->says(R"("field47":{"field1":48,"field2":0})"));
+    std::string const log = service_->output();
+    EXPECT_NE(log.find(R"("arguments":{"field1":-1})"), std::string::npos) << log;
+    EXPECT_NE(log.find(R"({"field1":16,"field2":"two","field3":"-three"})"), std::string::npos);
+    EXPECT_NE(log.find(R"("field46":{"field1":46,"field2":47})"), std::string::npos) << log;
+}
+
+TEST_F(Soundctl, RefusesWhatIsWrongWithStatusTwoBeforeAnythingIsSent) {
+    struct Case {
+        std::vector<std::string> arguments;
+        std::string message;
+    };
+    std::array const cases{
+        Case{{"send", "cmdVolumSet"}, "did you mean cmdVolumeSet?"},
+        Case{{"send", "cmdVolumeSet", "--expect", "onVolumInfoNotify"}, "onVolumeInfoNotify?"},
+        Case{{"monitor", "onMuteInfo"}, "did you mean onMuteInfoNotify?"},
+        Case{{"send", "cmdVolumeSet", "1", "x"}, "field2: \"x\" is not a uint32 from 0 to"},
+        Case{{"send", "cmdVolumeSet", "1", "4294967296"}, "field2: \"4294967296\" is not a uint32"},
+        Case{{"send", "cmdSoundModeInfoSet", "-129"}, "an int8 from -128 to 127"},
+        Case{{"send", "cmdMuteAMP", "yes"}, "field1: \"yes\" is not a bool, true or false"},
+        Case{{"send", "cmdBalanceSet", "1", "2", "3"}, "3 values are given; at most 2"},
+        Case{{"send", "cmdInitAMP", "1"}, "at most 0 are accepted"},
+        Case{{"send", "cmdVolumeSet", "--json", "{"}, "no JSON"},
+        Case{{"send", "cmdVolumeSet", "1", "--json", "{}"}, "excludes"},
+        Case{{"send", "cmdVolumeSet", "--unknown"}, "--unknown"},
+        Case{{"completion", "fish"}, "fish"},
+        Case{{}, "subcommand"},
+    };
+    // With no service there, anything that is sent would be a failure, status 1.
+    for (auto const& [arguments, message] : cases) {
+        SCOPED_TRACE(message);
+        auto const result = run(arguments);
+        EXPECT_EQ(result.status, 2);
+        EXPECT_NE(result.errors.find(message), std::string::npos) << result.errors;
+    }
+}
+
+TEST_F(Soundctl, FailsWithStatusOneWithoutAServiceOrAnswer) {
+    auto const unsent = run({"send", "cmdVolumeSet", "1"});
+    EXPECT_EQ(unsent.status, 1);
+    EXPECT_NE(unsent.errors.find(getenv("LMQR2_UDPHOST")), std::string::npos) << unsent.errors;
+
+    startService();
+    auto const unanswered =
+        run({"send", "cmdVolumeSet", "--expect", "onMuteInfoNotify", "--timeout", "100ms"});
+    EXPECT_EQ(unanswered.status, 1);
+    EXPECT_NE(unanswered.errors.find("no onMuteInfoNotify"), std::string::npos);
+    EXPECT_EQ(run({"list", "brightness"}).status, 1);
+}
+
+TEST_F(Soundctl, MonitorPrintsTheWantedNotificationsUntilItIsInterrupted) {
+    Program all({AUDVIK_SOUNDCTL, "monitor"});
+    Program mute({AUDVIK_SOUNDCTL, "monitor", "--json", "onMuteInfoNotify"});
+    EXPECT_TRUE(all.says("no sound service at")) << all.errors();
+    EXPECT_TRUE(mute.says("no sound service at")) << mute.errors();
+    startService();
+    EXPECT_TRUE(all.says("found the sound service")) << all.errors();
+    EXPECT_TRUE(mute.says("found the sound service")) << mute.errors();
+
+    ASSERT_EQ(run({"send", "cmdBalanceSet", "3", "4"}).status, 0);
+    ASSERT_EQ(run({"send", "cmdMuteSet", "1", "2"}).status, 0);
+    EXPECT_TRUE(all.says(" onBalanceInfoNotify field1=3 field2=4\n")) << all.output();
+    EXPECT_TRUE(all.says(" onMuteInfoNotify field1=1 field2=2\n")) << all.output();
+    ASSERT_TRUE(mute.says("\n"));
+    all.signal(SIGINT);
+    mute.signal(SIGTERM);
+    EXPECT_EQ(all.status(), 0);
+    EXPECT_EQ(mute.status(), 0);
+    Json const line = Json::parse(mute.output());
+    EXPECT_GT(line["time"], 1.6e9);
+    EXPECT_EQ(line["notification"], "onMuteInfoNotify");
+    EXPECT_EQ(line["arguments"], Json::parse(R"({"field1": 1, "field2": 2})"));
+}
+
+TEST_F(Soundctl, BatchChecksAllLinesBeforeItSendsOne) {
+    startService({"--log-json"});
+    std::string const file = folder_.file("batch.jsonl");
+    std::string const right =
+        R"({"command": "cmdMuteSet", "arguments": {"field1": 1}, "expect": "onMuteInfoNotify"})";
+
+    writeFile(file, right + "\n\n" + R"({"command": "cmdMuteSet", "arguments": {"field9": 1}})");
+    auto const refused = run({"batch", file});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_NE(refused.errors.find(file + ":3: field9"), std::string::npos) << refused.errors;
+    EXPECT_EQ(service_->output(), "");
+
+    writeFile(file, right + '\n' + R"({"command": "cmdInitAMP"})" + '\n' + right + '\n');
+    auto const done = run({"batch", file});
+    EXPECT_EQ(done.status, 0) << done.errors;
+    std::string const answer =
+        R"({"notification":"onMuteInfoNotify","arguments":{"field1":1,"field2":0}})";
+    EXPECT_EQ(done.output, answer + '\n' + answer + '\n');
+
+    writeFile(file,
+              right + '\n' +
+                  R"({"command": "cmdInitAMP", "expect": "onMuteInfoNotify", "timeout": 0.1})");
+    auto const failed = run({"batch", file});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_NE(failed.errors.find(file + ":2: no onMuteInfoNotify"), std::string::npos);
+}
+
+TEST_F(Soundctl, CompletesNamesInBash) {
+    writeFile(folder_.file("completion"), run({"completion", "bash"}).output);
+    auto const complete = [&](std::string const& words, int index) {
+        writeFile(folder_.file("script"), "source " + folder_.file("completion") +
+                                              "\nCOMP_WORDS=(" + words +
+                                              ") COMP_CWORD=" + std::to_string(index) +
+                                              "\n_soundctl\necho \"${COMPREPLY[*]}\"\n");
+        std::string const command =
+            "bash " + folder_.file("script") + " > " + folder_.file("reply");
+        EXPECT_EQ(std::system(command.c_str()), 0);
+        return readFile(folder_.file("reply"));
+    };
+    EXPECT_EQ(complete("soundctl se", 1), "send\n");
+    EXPECT_EQ(complete("soundctl send cmdVol", 2), "cmdVolumeSet\n");
+    EXPECT_EQ(complete("soundctl send cmdVolumeSet --expect onVol", 4), "onVolumeInfoNotify\n");
+    EXPECT_EQ(complete("soundctl monitor onMuteInfoNotify onBeep", 3), "onBeepSoundInfoNotify\n");
+    EXPECT_EQ(complete("soundctl --debug-level w", 2), "warning\n");
+    EXPECT_EQ(complete("soundctl --debug-level info send cmdInitAMPF", 4),
+              "cmdInitAMPForExternalLS\n");
+}
+
+}  // namespace
+}  // namespace sound

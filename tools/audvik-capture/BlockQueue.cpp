@@ -1,0 +1,35 @@
+#include "BlockQueue.h"
+
+#include <algorithm>
+
+namespace {
+
+/// Some 20 s of stereo sound: what a disk may well take to wake up.
+constexpr std::size_t kCapacity = 4U << 20;
+
+}  // namespace
+
+BlockQueue::BlockQueue(std::uint64_t limit)
+    : queue_(kCapacity), limited_(limit > 0), room_(limit) {}
+
+void BlockQueue::push(unsigned char const* data, std::size_t size) {
+    if (closed_ || complete_) return;
+    std::size_t const wanted =
+        limited_ ? static_cast<std::size_t>(std::min<std::uint64_t>(room_, size)) : size;
+    if (queue_.write_available() < wanted) {
+        ++overruns_;
+        return;
+    }
+    queue_.push(data, wanted);
+    delivered_ = true;
+    ++taken_;
+    if (!limited_) return;
+    room_ -= wanted;
+    complete_ = room_ == 0;
+}
+
+void BlockQueue::countAnnounced() {
+    ++announced_;
+    if (!delivered_ && !complete_ && !closed_) ++lost_;
+    delivered_ = false;
+}

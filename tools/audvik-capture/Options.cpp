@@ -1,0 +1,62 @@
+#include "Options.h"
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cmath>
+#include <cstdlib>
+
+namespace {
+
+constexpr char kExamples[] = R"(Examples:
+  audvik-capture --output evening.wav              until Ctrl-C
+  audvik-capture --output short.wav --duration 10  exactly ten seconds of sound
+  audvik-capture | aplay -f S16 -r 48000 -c 2      listen to it
+  audvik-capture --wait --output night.wav         whenever a sound service is there)";
+
+}  // namespace
+
+Options readOptions(int argc, char** argv) {
+    constexpr int kUsageError = 2;
+    Options options;
+    CLI::App app("Records the sound that the sound service at 127.0.0.1:12321 plays.",
+                 "audvik-capture");
+    app.footer(kExamples);
+    app.set_version_flag("--version", "audvik-capture " AUDVIK_VERSION);
+    app.add_option("-o,--output", options.output,
+                   "WAV file to write; without it, raw 16-bit samples go to standard output (-)")
+        ->type_name("FILE");
+    app.add_option("-r,--rate", options.format.rate, "frames per second of the sound")
+        ->check(CLI::Range(1, 768000))
+        ->capture_default_str()
+        ->type_name("HZ");
+    app.add_option("-c,--channels", options.format.channels, "channels of the sound")
+        ->check(CLI::Range(1, 32))
+        ->capture_default_str()
+        ->type_name("N");
+    CLI::Option const* const duration =
+        app.add_option("-d,--duration", options.duration, "seconds of sound to record, then end")
+            ->type_name("S");
+    app.add_flag("-w,--wait", options.wait, "wait for the service to come, and to come back");
+    app.add_option("--debug-level", options.debugLevel, "what the platform's log shows")
+        ->check(CLI::IsMember({"error", "warning", "info", "trace"}))
+        ->capture_default_str();
+    try {
+        app.parse(argc, argv);
+        constexpr double kLongest = 1e9;
+        if (*duration &&
+            !(options.duration * options.format.rate >= 0.5 && options.duration <= kLongest)) {
+            throw CLI::ValidationError("--duration", "takes a number of seconds from one frame on");
+        }
+        if (options.output.empty() && isatty(STDOUT_FILENO) != 0) {
+            throw CLI::ValidationError(
+                "--output",
+                "is needed: standard output is a terminal, which is no place for "
+                "samples; name a WAV file, or direct the output to a file or pipe");
+        }
+    } catch (CLI::ParseError const& error) {
+        std::exit(app.exit(error) == 0 ? EXIT_SUCCESS : kUsageError);
+    }
+    if (options.output.empty()) options.output = "-";
+    return options;
+}

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <vector>
+
+#include "BlockQueue.h"
+#include "LevelMeter.h"
+#include "Options.h"
+#include "Output.h"
+#include "ServiceConnection.h"
+
+/// One recording, from the first request for sound to the closing line on standard error.
+class Recording {
+public:
+    /// @param queue      stays until the process ends
+    /// @param rawOutput  where raw samples go
+    Recording(Options const& options, BlockQueue& queue, int rawOutput);
+
+    /// Records until the duration is over, stopRecording() is called, the recording cannot be
+    /// written, or the service is gone and not to be waited for; says what has been recorded.
+    /// @return whether it ended as it should
+    bool run();
+
+private:
+    bool record();
+    bool waitForService();
+    bool checkService();
+    bool moveSamples();
+    void write(std::span<unsigned char const> samples);
+    void drain();
+    void showLevels();
+    double seconds() const;
+    void printSummary() const;
+
+    Options const& options_;
+    BlockQueue& queue_;
+    int const rawOutput_;
+    ServiceConnection service_;
+    std::unique_ptr<Output> output_;
+    LevelMeter meter_;
+    bool const showsLevels_;
+    std::chrono::steady_clock::time_point shown_;
+    std::chrono::steady_clock::time_point heard_;
+    std::uint32_t heardBlocks_ = 0;
+    std::vector<unsigned char> buffer_;
+    std::size_t held_ = 0;  ///< bytes at the buffer's beginning that are no whole frame yet
+    std::uint64_t bytes_ = 0;
+    bool serviceGone_ = false;
+    bool interrupted_ = false;
+};
+
+/// Ends the recording. May be called from a signal handler.
+void stopRecording();

@@ -1,0 +1,53 @@
+#include <sndfile.h>
+
+#include <stdexcept>
+
+#include "Output.h"
+
+namespace {
+
+class WavOutput : public Output {
+public:
+    WavOutput(std::string path, Format const& format) : path_(std::move(path)), format_(format) {
+        SF_INFO info{};
+        info.samplerate = format.rate;
+        info.channels = format.channels;
+        info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
+        file_ = sf_open(path_.c_str(), SFM_WRITE, &info);
+        if (file_ == nullptr) fail("cannot create ", sf_strerror(nullptr));
+    }
+
+    ~WavOutput() override { sf_close(file_); }
+    WavOutput(WavOutput const&) = delete;
+    WavOutput& operator=(WavOutput const&) = delete;
+
+    std::size_t write(std::span<unsigned char const> samples) override {
+        std::size_t const size = samples.size() / format_.frameSize() * format_.frameSize();
+        auto const wanted = static_cast<sf_count_t>(size);
+        if (sf_write_raw(file_, samples.data(), wanted) != wanted) {
+            fail("cannot write to ", sf_strerror(file_));
+        }
+        return size;
+    }
+
+    void finish() override {
+        int const status = sf_close(file_);
+        file_ = nullptr;
+        if (status != 0) fail("cannot complete ", sf_error_number(status));
+    }
+
+private:
+    [[noreturn]] void fail(char const* what, std::string const& why) const {
+        throw std::runtime_error(what + path_ + ": " + why);
+    }
+
+    std::string path_;
+    Format format_;
+    SNDFILE* file_;
+};
+
+}  // namespace
+
+std::unique_ptr<Output> makeWavOutput(std::string const& path, Format const& format) {
+    return std::make_unique<WavOutput>(path, format);
+}

@@ -1,0 +1,67 @@
+#include "Client.h"
+
+#include <boost/make_shared.hpp>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+
+#include "errors.h"
+#include "frame/Process.h"
+#include "sound/ClientInterfaceListener.h"
+#include "sound/Proxy.h"
+
+namespace sound::control {
+
+class Client::Listener : public ClientInterfaceListener {
+public:
+    Listener() : ClientInterfaceListener(nullptr, 0, 0) {}
+
+    void listen(NotificationSink sink) {
+        std::lock_guard const lock(mutex_);
+        sink_ = std::move(sink);
+    }
+
+#define AUDVIK_NOTIFICATION(NAME, RELATION, COMMAND, ...)                        \
+    std::int32_t on##NAME##Notify(frame::MsgIds& /*msgIds*/,                     \
+                                  frame::TransportInfo const& /*transportInfo*/  \
+                                      AUDVIK_PARAMETERS(__VA_ARGS__)) override { \
+        return report("on" #NAME "Notify" AUDVIK_ARGUMENTS(__VA_ARGS__));        \
+    }
+#include "sound/messages.def"
+
+private:
+    template <class... Types>
+    std::int32_t report(std::string_view name, Types const&... arguments) {
+        std::lock_guard const lock(mutex_);
+        if (sink_) sink_(name, tools::argumentsToJson(arguments...));
+        return 0;
+    }
+
+    std::mutex mutex_;
+    NotificationSink sink_;
+};
+
+Client::Client() : listener_(boost::make_shared<Listener>()) {
+    listener_->setSelfReference(listener_);
+    std::int32_t status = frame::Process::getInstance().startAppMembersSync(&CreateSoundProxy);
+    if (status >= 0) status = listener_->init();
+    if (status < 0) throw Failure(std::string("the client does not start: ") + strerror(-status));
+}
+
+void Client::listen(NotificationSink sink) {
+    listener_->listen(std::move(sink));
+}
+
+void Client::send(Command const& command, Request const& request) {
+    std::int32_t const status = request(*listener_->getSrvIf());
+    if (status >= 0) return;
+    throw Failure(std::string(command.name) + " cannot be sent to a sound service at " +
+                  serviceAddress() + ": " + strerror(-status));
+}
+
+std::string serviceAddress() {
+    char const* const address = std::getenv("LMQR2_UDPHOST");
+    return address != nullptr ? address : "127.0.0.1:12321";
+}
+
+}  // namespace sound::control

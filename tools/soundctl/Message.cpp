@@ -1,0 +1,134 @@
+#include "Message.h"
+
+#include <array>
+#include <charconv>
+#include <tuple>
+#include <vector>
+
+#include "errors.h"
+#include "sound/messages.h"
+#include "suggest.h"
+
+namespace sound::control {
+
+namespace {
+
+void setScalar(std::string const& path, std::string const& text, tools::Field const& scalar) {
+    using Kind = tools::FieldType::Kind;
+    auto const refuse = [&] {
+        tools::refuse(path, '"' + text + '"', tools::acceptedValues(*scalar.type));
+    };
+    if (scalar.type->kind == Kind::kString) {
+        *static_cast<std::string*>(scalar.address) = text;
+        return;
+    }
+    if (scalar.type->kind == Kind::kBool) {
+        bool const isTrue = text == "true" || text == "1";
+        if (!isTrue && text != "false" && text != "0") refuse();
+        *static_cast<bool*>(scalar.address) = isTrue;
+        return;
+    }
+    bool const isHex = text.starts_with("0x");
+    char const* const end = text.data() + text.size();
+    std::int64_t value = 0;
+    auto const [stop, error] =
+        std::from_chars(text.data() + (isHex ? 2 : 0), end, value, isHex ? 16 : 10);
+    if (error != std::errc{} || stop != end || value < scalar.type->least ||
+        value > scalar.type->most) {
+        refuse();
+    }
+    tools::setInteger(scalar, value);
+}
+
+template <auto kOperation, class... Types>
+Request makeRequest(std::function<void(tools::Fields const&)> const& fill) {
+    std::tuple<Types...> arguments{};
+    fill(std::apply([](auto const&... each) { return tools::fieldsOf(each...); }, arguments));
+    return [arguments = std::move(arguments)](ServiceInterface& service) {
+        frame::MsgIds msgIds = frame::MsgIds::none;
+        return std::apply(
+            [&](auto const&... each) {
+                return (service.*kOperation)(msgIds, frame::TransportInfo{}, each...);
+            },
+            arguments);
+    };
+}
+
+Message makeMessage(std::string_view name, MessageId id, std::string_view arguments,
+                    tools::Fields const& fields) {
+    std::size_t count = 0;
+    tools::visitScalars(fields, [&count](std::string const&, tools::Field const&) { ++count; });
+    return {name, static_cast<std::uint32_t>(id), arguments, tools::describe(fields), count};
+}
+
+template <class... Types>
+Message makeMessage(std::string_view name, MessageId id, std::string_view arguments) {
+    return makeMessage(name, id, arguments, tools::fieldsOf(Types{}...));
+}
+
+template <auto kOperation, class... Types>
+Command makeCommand(std::string_view name, MessageId id, std::string_view arguments) {
+    return {makeMessage<Types...>(name, id, arguments), &makeRequest<kOperation, Types...>};
+}
+
+template <class Named>
+Named const& find(std::span<Named const> messages, std::string_view kind, std::string_view name) {
+    std::vector<std::string_view> names;
+    for (Named const& message : messages) {
+        if (message.name == name) return message;
+        names.push_back(message.name);
+    }
+    std::string text = "there is no " + std::string(kind) + " \"" + std::string(name) + '"';
+    std::string const nearest = tools::nearest(name, names);
+    text += nearest.empty() ? "; soundctl list shows all" : "; did you mean " + nearest + '?';
+    throw UsageError(text);
+}
+
+}  // namespace
+
+Request requestFromJson(Command const& command, tools::Json const& arguments) {
+    return command.makeRequest(
+        [&](tools::Fields const& fields) { tools::fieldsFromJson(arguments, fields); });
+}
+
+Request requestFromText(Command const& command, std::span<std::string const> values) {
+    if (values.size() > command.valueCount) {
+        throw tools::FieldError(std::to_string(values.size()) + " values are given; at most " +
+                                std::to_string(command.valueCount) + " are accepted");
+    }
+    return command.makeRequest([values](tools::Fields const& fields) {
+        std::size_t next = 0;
+        tools::visitScalars(fields, [&](std::string const& path, tools::Field const& scalar) {
+            if (next < values.size()) setScalar(path, values[next++], scalar);
+        });
+    });
+}
+
+std::span<Command const> commands() {
+    static std::array const kCommands{
+#define AUDVIK_COMMAND(NAME, ...)                                         \
+    makeCommand<&ServiceInterface::cmd##NAME __VA_OPT__(, ) __VA_ARGS__>( \
+        "cmd" #NAME, MessageId::cmd##NAME, #__VA_ARGS__),
+#include "sound/messages.def"
+    };
+    return kCommands;
+}
+
+std::span<Message const> notifications() {
+    static std::array const kNotifications{
+#define AUDVIK_NOTIFICATION(NAME, RELATION, COMMAND, ...) \
+    makeMessage<__VA_ARGS__>("on" #NAME "Notify", MessageId::on##NAME##Notify, #__VA_ARGS__),
+#include "sound/messages.def"
+    };
+    return kNotifications;
+}
+
+Command const& findCommand(std::string_view name) {
+    return find(commands(), "command", name);
+}
+
+Message const& findNotification(std::string_view name) {
+    return find(notifications(), "notification", name);
+}
+
+}  // namespace sound::control

@@ -1,0 +1,27 @@
+/// @file
+/// One thing to do: send a command and, if wanted, wait for what the service has to say.
+#pragma once
+
+#include <chrono>
+#include <optional>
+
+#include "Client.h"
+#include "Message.h"
+
+namespace sound::control {
+
+/// In seconds: a day.
+inline constexpr double kLongestTimeout = 86400;
+
+struct Step {
+    Command const* command;
+    Request request;
+    Message const* expected = nullptr;  ///< the notification to wait for, if any
+    std::chrono::duration<double> timeout = std::chrono::seconds(1);
+};
+
+/// @return the arguments of the expected notification, if there is one
+/// @throws Failure when the command cannot be sent or the notification does not come in time
+std::optional<tools::Json> run(Client& client, Step const& step);
+
+}  // namespace sound::control

@@ -1,0 +1,99 @@
+#include <cstdio>
+
+#include "errors.h"
+#include "Message.h"
+#include "subcommands.h"
+
+namespace sound::control {
+
+namespace {
+
+// The scripts, with the names of commands and notifications to fill in.
+constexpr char kBash[] = R"~(# bash completion for soundctl
+_soundctl() {
+    local commands='%s'
+    local notifications='%s'
+    local current=${COMP_WORDS[COMP_CWORD]}
+    local previous=${COMP_WORDS[COMP_CWORD-1]}
+    local subcommand='' position=0 word
+    for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+        if [[ $word == -* || $word =~ ^(error|warning|info|trace)$ ]]; then continue; fi
+        if [[ -z $subcommand ]]; then subcommand=$word; else position=$((position + 1)); fi
+    done
+    local words=''
+    COMPREPLY=()
+    case $subcommand,$previous,$current in
+        *,--expect,*) words=$notifications ;;
+        *,--json,* | *,--timeout,*) [[ $subcommand == monitor ]] && words=$notifications ;;
+        *,--debug-level,*) words='error warning info trace' ;;
+        send,*,-*) words='--json --expect --timeout --help' ;;
+        monitor,*,-*) words='--json --help' ;;
+        ,*,-*) words='--debug-level --help --version' ;;
+        *,*,-*) words='--help' ;;
+        ,*) words='list send monitor batch completion' ;;
+        send,*) [[ $position == 0 ]] && words=$commands ;;
+        monitor,*) words=$notifications ;;
+        list,*) words="$commands $notifications" ;;
+        completion,*) words='bash zsh' ;;
+        batch,*) COMPREPLY=($(compgen -f -- "$current")); return ;;
+    esac
+    COMPREPLY=($(compgen -W "$words" -- "$current"))
+}
+complete -F _soundctl soundctl
+)~";
+
+constexpr char kZsh[] = R"~(#compdef soundctl
+_soundctl() {
+    local -a commands=(%s)
+    local -a notifications=(%s)
+    _arguments -C \
+        '--debug-level[what the log shows]:level:(error warning info trace)' \
+        '--help[show help]' '--version[show the version]' \
+        '1:subcommand:(list send monitor batch completion)' '*::argument:->arguments'
+    [[ $state == arguments ]] || return
+    case $words[1] in
+        list) _arguments "1:pattern:($commands $notifications)";
+;
+        send) _arguments '--json[arguments as JSON]:object:' \
+            "--expect[notification to wait for]:notification:($notifications)" \
+            '--timeout[how long to wait]:time:' "1:command:($commands)" '*:value:' ;
+        ;
+        monitor) _arguments '--json[JSON lines]' "*:notification:($notifications)" ;
+        ;
+        batch) _arguments '1:file:_files' ;
+        ;
+        completion) _arguments '1:shell:(bash zsh)' ;
+        ;
+        esac
+        }
+        if
+            [[$funcstack [1] == _soundctl]];
+        then _soundctl "$@";
+        else compdef _soundctl soundctl; fi
+)~";
+
+template <class Messages>
+std::string join(Messages messages) {
+    std::string names;
+    for (Message const& message : messages) {
+        if (!names.empty()) names += ' ';
+        names += message.name;
+    }
+    return names;
+}
+
+/// Puts the names where the script has its two "%s".
+std::string fillIn(std::string script) {
+    for (std::string const& names : {join(commands()), join(notifications())}) {
+        script.replace(script.find("%s"), 2, names);
+    }
+    return script;
+}
+
+}  // namespace
+
+void completion(std::string const& shell) {
+    std::fputs(fillIn(shell == "bash" ? kBash : kZsh).c_str(), stdout);
+}
+
+}  // namespace sound::control

@@ -1,0 +1,18 @@
+/// @file
+/// Notifications as lines of output.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "record_json.h"
+
+namespace sound::control {
+
+/// "onVolumeInfoNotify field1=1 field2=30".
+std::string readableLine(std::string_view notification, tools::Json const& arguments);
+
+/// {"notification": "onVolumeInfoNotify", "arguments": {"field1": 1, "field2": 30}}
+tools::Json jsonLine(std::string_view notification, tools::Json const& arguments);
+
+}  // namespace sound::control

@@ -1,0 +1,142 @@
+#include <array>
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+
+#include "csp/debug.h"
+#include "errors.h"
+#include "Step.h"
+#include "subcommands.h"
+
+namespace sound::control {
+
+namespace {
+
+constexpr int kUsageError = 2;
+
+constexpr char kExamples[] = R"(Examples:
+  soundctl list volume
+  soundctl send cmdVolumeSet 1 30 0 0 0
+  soundctl send cmdVolumeSet --json '{"field2": 30}' --expect onVolumeInfoNotify
+  soundctl monitor onVolumeInfoNotify onMuteInfoNotify
+  soundctl monitor --json > notifications.jsonl
+  soundctl batch evening.jsonl
+  source <(soundctl completion bash)
+
+The service is expected at 127.0.0.1:12321, or where LMQR2_UDPHOST says.
+Exit status: 0 done, 1 failed, 2 wrong usage.)";
+
+constexpr char kSendNotes[] =
+    R"(Values are those of the fields in order, with nested records and arrays written out; those
+left out are 0, false or empty. Integers may be hexadecimal (0x1f). When a string begins with
+"-", "--" comes before the first value. With --json, the answer is printed as JSON, too.
+
+Examples:
+  soundctl send cmdVolumeSet 1 30 0 0 0 --expect onVolumeInfoNotify --timeout 500ms
+  soundctl send cmdSoundModeInfoSet -1
+  echo '{"field1": "hello"}' | soundctl send cmdAudiolinkTest --json -)";
+
+constexpr char kBatchNotes[] =
+    R"(A line is an object with "command" and, as needed, "arguments" (an object), "expect" (a
+notification to wait for) and "timeout" (in seconds, 1 if left out). All lines are checked
+before the first command is sent; answers are printed as JSON lines.
+
+Example of a line:
+  {"command": "cmdVolumeSet", "arguments": {"field2": 30}, "expect": "onVolumeInfoNotify"})";
+
+void initialiseLog(std::string level) {
+    std::string program = "soundctl";
+    level = "--debug-level=" + level;
+    std::array<char*, 3> words{program.data(), level.data(), nullptr};
+    cspDebugInit(2, words.data());
+}
+
+void runProgram(int argc, char** argv) {
+    CLI::App app("Sends commands to the sound service and shows its notifications.", "soundctl");
+    app.footer(kExamples);
+    app.require_subcommand(1);
+    app.set_version_flag("--version", "soundctl " AUDVIK_VERSION);
+    std::string debugLevel = "warning";
+    app.add_option("--debug-level", debugLevel, "what the platform's log shows")
+        ->check(CLI::IsMember({"error", "warning", "info", "trace"}))
+        ->capture_default_str();
+
+    std::string pattern;
+    CLI::App* const listing = app.add_subcommand("list", "Shows commands and notifications");
+    listing->add_option("PATTERN", pattern, "a part of their names");
+
+    SendOptions sendOptions;
+    CLI::App* const sending = app.add_subcommand("send", "Sends a command");
+    sending->footer(kSendNotes);
+    sending->add_option("COMMAND", sendOptions.command, "its name")->required();
+    CLI::Option* const values =
+        sending->add_option("VALUE", sendOptions.values, "the values of its fields");
+    sending
+        ->add_option("--json", sendOptions.json,
+                     "its fields as a JSON object, or - to read that from standard input")
+        ->type_name("OBJECT")
+        ->excludes(values);
+    CLI::Option* const expect =
+        sending->add_option("--expect", sendOptions.expect, "a notification to wait for and print")
+            ->type_name("NOTIFICATION");
+    sending->add_option("--timeout", sendOptions.timeout, "how long to wait, as 2, 2s or 500ms")
+        ->transform(CLI::AsNumberWithUnit(
+            std::map<std::string, double>{{"ms", 0.001}, {"s", 1}, {"min", 60}}))
+        ->check(CLI::Range(0.0, kLongestTimeout))
+        ->capture_default_str()
+        ->type_name("TIME")
+        ->needs(expect);
+
+    std::vector<std::string> names;
+    bool json = false;
+    CLI::App* const monitoring =
+        app.add_subcommand("monitor", "Prints notifications as they arrive, until Ctrl-C");
+    monitoring->add_option("NAME", names, "the notifications to print; all if left out");
+    monitoring->add_flag("--json", json, "print JSON lines");
+
+    std::string file;
+    CLI::App* const batching = app.add_subcommand("batch", "Sends what a file says");
+    batching->footer(kBatchNotes);
+    batching->add_option("FILE", file, "a file of JSON lines, or - for standard input")->required();
+
+    std::string shell;
+    CLI::App* const completing =
+        app.add_subcommand("completion", "Prints a completion script for a shell");
+    completing->add_option("SHELL", shell, "bash or zsh")
+        ->required()
+        ->check(CLI::IsMember({"bash", "zsh"}));
+
+    try {
+        app.parse(argc, argv);
+    } catch (CLI::ParseError const& error) {
+        std::exit(app.exit(error) == 0 ? EXIT_SUCCESS : kUsageError);
+    }
+    initialiseLog(debugLevel);
+    if (*listing) list(pattern);
+    if (*sending) send(sendOptions);
+    if (*monitoring) monitor(names, json);
+    if (*batching) batch(file);
+    if (*completing) completion(shell);
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        throw Failure("standard output cannot be written");
+    }
+}
+
+}  // namespace
+
+}  // namespace sound::control
+
+int main(int argc, char** argv) {
+    int status = EXIT_FAILURE;
+    try {
+        sound::control::runProgram(argc, argv);
+        return EXIT_SUCCESS;
+    } catch (sound::control::UsageError const& error) {
+        std::fprintf(stderr, "soundctl: %s\n", error.what());
+        status = sound::control::kUsageError;
+    } catch (std::exception const& error) {
+        std::fprintf(stderr, "soundctl: %s\n", error.what());
+    }
+    return status;
+}

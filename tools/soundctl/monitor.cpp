@@ -1,0 +1,82 @@
+#include <pthread.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+
+#include "Client.h"
+#include "ConnectionWatcher.h"
+#include "format.h"
+#include "subcommands.h"
+
+namespace sound::control {
+
+namespace {
+
+std::string printedTime(std::chrono::system_clock::time_point time) {
+    std::time_t const seconds = std::chrono::system_clock::to_time_t(time);
+    auto const milliseconds =
+        std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%02d:%02d:%02d.%03d", local.tm_hour, local.tm_min,
+                  local.tm_sec, static_cast<int>(milliseconds % 1000));
+    return text.data();
+}
+
+tools::Json timedJsonLine(std::chrono::system_clock::time_point time, std::string_view name,
+                          tools::Json const& arguments) {
+    auto const milliseconds =
+        std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
+    tools::Json line{{"time", static_cast<double>(milliseconds) / 1000}};
+    line.update(jsonLine(name, arguments));
+    return line;
+}
+
+void print(bool json, std::string_view name, tools::Json const& arguments) {
+    auto const now = std::chrono::system_clock::now();
+    std::string const line = json ? tools::toText(timedJsonLine(now, name, arguments))
+                                  : printedTime(now) + ' ' + readableLine(name, arguments);
+    std::puts(line.c_str());
+    std::fflush(stdout);
+}
+
+/// Says when the service comes and goes, until one of the signals arrives.
+void waitForSignal(sigset_t const& signals) {
+    bool present = true;
+    timespec const interval{.tv_sec = 0, .tv_nsec = 500'000'000};
+    while (sigtimedwait(&signals, nullptr, &interval) < 0) {
+        if (isConnected() == present) continue;
+        present = !present;
+        std::fprintf(stderr, "soundctl: %s sound service at %s%s\n", present ? "found the" : "no",
+                     serviceAddress().c_str(), present ? "" : "; waiting for it");
+    }
+}
+
+}  // namespace
+
+void monitor(std::vector<std::string> const& names, bool json) {
+    for (std::string const& name : names) findNotification(name);
+    // Blocked in every thread, for this one to wait for.
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+
+    watchConnection();
+    Client client;
+    client.listen([&names, json](std::string_view name, tools::Json const& arguments) {
+        if (names.empty() || std::find(names.begin(), names.end(), name) != names.end()) {
+            print(json, name, arguments);
+        }
+    });
+    waitForSignal(signals);
+    client.listen(nullptr);
+}
+
+}  // namespace sound::control

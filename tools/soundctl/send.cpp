@@ -1,0 +1,52 @@
+#include <cstdio>
+#include <iostream>
+#include <iterator>
+
+#include "errors.h"
+#include "format.h"
+#include "Step.h"
+#include "subcommands.h"
+
+namespace sound::control {
+
+namespace {
+
+tools::Json parse(std::string const& text) {
+    try {
+        return tools::Json::parse(text);
+    } catch (tools::Json::parse_error const& error) {
+        throw UsageError(std::string("the arguments are no JSON: ") + error.what());
+    }
+}
+
+std::string readStandardInput() {
+    return {std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
+}
+
+}  // namespace
+
+void send(SendOptions const& options) {
+    Command const& command = findCommand(options.command);
+    Step step{&command, nullptr};
+    if (!options.expect.empty()) step.expected = &findNotification(options.expect);
+    step.timeout = std::chrono::duration<double>(options.timeout);
+    try {
+        step.request =
+            options.json.empty()
+                ? requestFromText(command, options.values)
+                : requestFromJson(command,
+                                  parse(options.json == "-" ? readStandardInput() : options.json));
+    } catch (tools::FieldError const& error) {
+        throw UsageError(options.command + ": " + error.what());
+    }
+
+    Client client;
+    auto const answer = run(client, step);
+    if (!answer) return;
+    std::string const line = options.json.empty()
+                                 ? readableLine(step.expected->name, *answer)
+                                 : tools::toText(jsonLine(step.expected->name, *answer));
+    std::puts(line.c_str());
+}
+
+}  // namespace sound::control
