@@ -1,0 +1,181 @@
+// The messages on the wire, against bytes that were made without the code.
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <boost/make_shared.hpp>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <semaphore>
+#include <span>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "desktop/framework.h"
+#include "frame/Process.h"
+#include "RecordingClient.h"
+#include "sound/Proxy.h"
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+constexpr unsigned kPass = 1;  // the values in the vectors
+constexpr std::size_t kHeaderSize = 28;
+enum Kind : unsigned char { kHello = 1, kWelcome, kData, kAck, kPing };
+
+std::map<std::string, std::string> readVectors() {
+    std::map<std::string, std::string> vectors;
+    std::ifstream file(WIRE_VECTORS);
+    std::string name;
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with("  ")) {
+            vectors[name] += line.substr(2);
+        } else if (!line.starts_with("#")) {
+            name = line;
+        }
+    }
+    return vectors;
+}
+
+std::string toHex(std::span<unsigned char const> bytes) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string text;
+    for (unsigned const byte : bytes) {
+        text += kDigits[byte >> 4];
+        text += kDigits[byte & 0xF];
+    }
+    return text;
+}
+
+Bytes fromHex(std::string const& text) {
+    Bytes bytes;
+    for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
+        bytes.push_back(static_cast<unsigned char>(std::stoi(text.substr(i, 2), nullptr, 16)));
+    }
+    return bytes;
+}
+
+/// A service that knows the wire format and nothing else.
+class RawService {
+public:
+    RawService() : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+        timeval const limit{10, 0};
+        ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        ::bind(socket_, reinterpret_cast<sockaddr*>(&address), size);
+        ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size);
+        auto const text = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+        ::setenv("LMQR2_UDPHOST", text.c_str(), 1);
+    }
+    ~RawService() { ::close(socket_); }
+    RawService(RawService const&) = delete;
+    RawService& operator=(RawService const&) = delete;
+
+    /// Waits for the next command, seeing to everything before it.
+    /// @return what follows its header; empty when none came
+    Bytes receive() {
+        while (true) {
+            Bytes datagram(65507);
+            socklen_t size = sizeof client_;
+            auto const length = ::recvfrom(socket_, datagram.data(), datagram.size(), 0,
+                                           reinterpret_cast<sockaddr*>(&client_), &size);
+            if (length < static_cast<ssize_t>(kHeaderSize)) return {};
+            datagram.resize(static_cast<std::size_t>(length));
+            std::copy_n(datagram.begin() + 8, session_.size(), session_.begin());
+            bool const isNext = datagram[5] == kData && datagram[19] == expected_;
+            if (isNext) ++expected_;
+            if (datagram[5] == kHello) send(kWelcome, 0, {});
+            if (datagram[5] == kData || datagram[5] == kPing) send(kAck, 0, {});
+            if (isNext) return {datagram.begin() + kHeaderSize, datagram.end()};
+        }
+    }
+
+    void sendMessage(Bytes const& message) { send(kData, number_++, message); }
+
+private:
+    void send(Kind kind, unsigned char number, Bytes const& message) {
+        // Numbers stay below 256 here: all but their last bytes are 0.
+        Bytes datagram{'L', 'M', 'Q', '2', 1, kind, 0, 0};
+        datagram.insert(datagram.end(), session_.begin(), session_.end());
+        datagram.insert(datagram.end(), {0, 0, 0, number, 0, 0, 0, expected_, 0, 0, 0, 100});
+        datagram.insert(datagram.end(), message.begin(), message.end());
+        ::sendto(socket_, datagram.data(), datagram.size(), 0,
+                 reinterpret_cast<sockaddr const*>(&client_), sizeof client_);
+    }
+
+    int socket_;
+    sockaddr_in client_{};
+    std::array<unsigned char, 8> session_{};
+    unsigned char expected_ = 0;
+    unsigned char number_ = 0;
+};
+
+/// A proxy that the framework has started, and that this test knows.
+sound::Proxy* proxy = nullptr;
+
+void** createKnownProxy() {
+    auto** const applications = CreateSoundProxy();
+    proxy =
+        static_cast<sound::Proxy*>(static_cast<frame::AbstractMarshallingImpl*>(applications[0]));
+    return applications;
+}
+
+template <class... Parameters>
+void sendFilled(std::int32_t (sound::ServiceInterface::*command)(frame::MsgIds&,
+                                                                 frame::TransportInfo const&,
+                                                                 Parameters...)) {
+    std::tuple<std::remove_cvref_t<Parameters>...> arguments{};
+    unsigned n = 0;
+    std::apply([&n](auto&... each) { (fill(each, kPass, n), ...); }, arguments);
+    frame::MsgIds msgIds{{0x01020304, 0x05060708}};
+    std::apply(
+        [&](auto const&... each) {
+            EXPECT_EQ((proxy->*command)(msgIds, frame::TransportInfo{}, each...), 0);
+        },
+        arguments);
+}
+
+TEST(WireTest, EveryMessageHasTheBytesOfItsVectorAndIsReadFromThem) {
+    auto const vectors = readVectors();
+    RawService service;
+    ASSERT_EQ(frame::Process::getInstance().startAppMembersSync(&createKnownProxy), 0);
+    std::map<std::string, std::string> sent;
+    std::thread serving([&] {
+#define AUDVIK_COMMAND(NAME, ...) sent["cmd" #NAME] = toHex(service.receive());
+#include "sound/messages.def"
+    });
+#define AUDVIK_COMMAND(NAME, ...) sendFilled(&sound::ServiceInterface::cmd##NAME);
+#include "sound/messages.def"
+    serving.join();
+    for (auto const& [name, bytes] : sent) EXPECT_EQ(bytes, vectors.at(name)) << name;
+
+    auto const expect = [&](std::string const& name, char const* description) {
+        std::vector<sound::Received> received;
+        std::binary_semaphore arrived(0);
+        auto const client = boost::make_shared<sound::RecordingClient>("client", received);
+        client->onNotification = [&arrived] { arrived.release(); };
+        proxy->addClient(client);
+        service.sendMessage(fromHex(vectors.at("on" + name + "Notify")));
+        bool const hasArrived = arrived.try_acquire_for(std::chrono::seconds(10));
+        proxy->removeClient(client);
+        ASSERT_TRUE(hasArrived) << name;
+        EXPECT_EQ(received.back().notification, name);
+        EXPECT_EQ(received.back().values, expectedText(description, kPass)) << name;
+    };
+#define AUDVIK_EXPECTED_NOTIFICATION(NAME, ID, BYTES, FIELDS) expect(#NAME, FIELDS);
+#include "expected_interface.def"
+
+    desktop::stopAppMembers();
+}
+
+}  // namespace
