@@ -1,0 +1,52 @@
+# What `cmake --install` puts where, and the Debian packages.
+#
+# Component `runtime` holds the shared libraries, `development` what builds against them, `tools`
+# the programs. Headers but audvik/audvik.h lie below include/audvik: names such as `sound` are
+# taken in /usr/include.
+
+include(CMakePackageConfigHelpers)
+include(GNUInstallDirs)
+
+set(headers ${CMAKE_INSTALL_INCLUDEDIR}/audvik)
+set(package ${CMAKE_INSTALL_LIBDIR}/cmake/audvik)
+
+target_include_directories(platform-headers INTERFACE $<INSTALL_INTERFACE:${headers}>)
+target_include_directories(audvik INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+
+set(targets audvik sound-records platform-headers sound-records-headers sound-proxy-headers)
+set(header_folders audvikACR/include/audvik app-sound-proxy/include sound-records/include
+  platform/include)
+if(AUDVIK_DESKTOP)
+  list(APPEND targets frame-desktop sound-client-desktop platform-desktop)
+  list(APPEND header_folders platform/desktop/include)
+endif()
+
+install(TARGETS ${targets} EXPORT audvik-targets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+install(EXPORT audvik-targets NAMESPACE audvik:: DESTINATION ${package} COMPONENT development)
+foreach(folder IN LISTS header_folders)
+  install(DIRECTORY ${folder}/ DESTINATION ${headers} COMPONENT development)
+endforeach()
+
+if(AUDVIK_DESKTOP)
+  install(TARGETS audvik-capture sound-service soundctl COMPONENT tools)
+  install(DIRECTORY docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  install(FILES ${PROJECT_BINARY_DIR}/completion/soundctl
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+  install(FILES ${PROJECT_BINARY_DIR}/completion/_soundctl
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT tools)
+endif()
+
+configure_package_config_file(cmake/audvik-config.cmake.in audvik-config.cmake
+  INSTALL_DESTINATION ${package})
+write_basic_package_version_file(audvik-config-version.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/audvik-config.cmake
+  ${PROJECT_BINARY_DIR}/audvik-config-version.cmake
+  DESTINATION ${package} COMPONENT development)
+
+configure_file(cmake/audvik.pc.in audvik.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/audvik.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+
+include(Packages)

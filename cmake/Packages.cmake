@@ -1,0 +1,60 @@
+# Debian packages, one per component of the installation. script/package makes and checks them.
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME audvik)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_CONTACT "audvik developers <audvik@localhost>")
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_COMPONENTS_GROUPING IGNORE)
+set(CPACK_COMPONENTS_ALL runtime development tools)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS OFF)
+if(CMAKE_CROSSCOMPILING)
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${AUDVIK_DEBIAN_ARCHITECTURE})
+endif()
+# What a package needs: from the libraries that its files name. dpkg-shlibdeps looks for those of
+# another machine where its cross compiler has them, but knows only this machine's packages, so the
+# few that the library and the tools need are named there.
+if(CMAKE_CROSSCOMPILING)
+  set(runtime_needs "libc6, libgcc-s1, libstdc++6")
+else()
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+  set(runtime_needs "")
+endif()
+set(same_version "(= ${PROJECT_VERSION})")
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libaudvik)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "${runtime_needs}")
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "what a TV is playing, and control of its sound service
+ The audio data agent and the sound service's proxy, for a host process, and
+ the desktop platform to run them on a PC.")
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libaudvik-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+  "libaudvik ${same_version}, libboost1.81-dev, libstdc++-12-dev | libstdc++-dev")
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "headers and build files for audvik
+ What is needed to build programs that use libaudvik.so, in C or C++.")
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME audvik-tools)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION sound)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libaudvik ${same_version}")
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION "programs for a TV's sound interface
+ A sound service to develop against, a recorder of what is playing, and a
+ command-line client for every command and notification.")
+
+# Each package says under what terms it may be used.
+foreach(name IN ITEMS runtime development tools)
+  string(TOUPPER ${name} upper)
+  install(FILES cmake/copyright COMPONENT ${name}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
+endforeach()
+
+include(CPack)
