@@ -120,5 +120,6 @@ int main(int argc, char** argv) {
         return 2;
     }
     if (std::strcmp(argv[1], "--write") == 0) return write(argv[2]);
-    return expect(std::atol(argv[1]), std::atoi(argv[2]));
+    return expect(std::strtol(argv[1], nullptr, 10),
+                  static_cast<std::int32_t>(std::strtol(argv[2], nullptr, 10)));
 }

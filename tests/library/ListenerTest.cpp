@@ -129,7 +129,7 @@ TEST_F(ReadingTest, openingWaitsForTheService) {
     EXPECT_EQ(blocks_.at(0).bytes, samples(300));
 }
 
-TEST_F(ReadingTest, alargerBlockIsRefusedUnopened) {
+TEST_F(ReadingTest, aLargerBlockIsRefusedUnopened) {
     EXPECT_EQ(notify("/no/such/pipe", 16385), 0);
     expectLog("the dataLen[16385] is error\n");
     platform().log.clear();

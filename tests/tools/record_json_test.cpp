@@ -39,8 +39,7 @@ TEST(RecordJson, EveryKindOfFieldSurvivesTheWayThereAndBack) {
     sound::DAPParamsIntValue_t values{};
     values.field1.front() = INT32_MIN;
     values.field1.back() = INT32_MAX;
-    auto const [returned] =
-        argumentsFromJson<sound::DAPParamsIntValue_t>(argumentsToJson(values));
+    auto const [returned] = argumentsFromJson<sound::DAPParamsIntValue_t>(argumentsToJson(values));
     EXPECT_EQ(returned.field1, values.field1);
 }
 

@@ -92,6 +92,7 @@ constexpr FieldType makeFieldType() {
         // Only 32 of a 64-bit field's bits travel.
         using Carried = std::conditional_t<(sizeof(Type) > 4), std::int32_t, Type>;
         type.kind = Kind::kInteger;
+        // NOLINTNEXTLINE(bugprone-signed-char-misuse): a number, not a character
         type.least = std::numeric_limits<Carried>::min();
         type.most = std::numeric_limits<Carried>::max();
     } else {

@@ -14,7 +14,7 @@
 #ifndef AUDVIK_AUDVIK_H
 #define AUDVIK_AUDVIK_H
 
-#include <stdint.h>
+#include <stdint.h> /* NOLINT(modernize-deprecated-headers): this is C */
 
 #ifdef __cplusplus
 extern "C" {
@@ -30,6 +30,7 @@ extern "C" {
  * @param size       its size in bytes, 1 to 16384
  * @param user_data  as given to set_audioCallback()
  */
+/* NOLINTNEXTLINE(modernize-use-using): this is C */
 typedef void (*audioCallback_t)(unsigned char const* data, int32_t size, void* user_data);
 
 /**

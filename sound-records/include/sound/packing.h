@@ -262,25 +262,29 @@ consteval bool isUnwritten(std::size_t number) {
     (typename PackedTraits<Plain>::Unwritten{});
 }
 
+template <class Plain>
+void writeDefaults(unsigned char* packed);
+
+template <class Plain, std::size_t kIndex>
+void writeDefault(unsigned char* packed) {
+    using Type = boost::pfr::tuple_element_t<kIndex, Plain>;
+    constexpr std::size_t kOffset = LayoutOf<Plain>::kPacked[kIndex];
+    if constexpr (isUnwritten<Plain>(kIndex + 1)) {
+        return;
+    } else if constexpr (Record<Type>) {
+        writeDefaults<Type>(packed + kOffset);
+    } else {
+        std::memset(packed + kOffset, 0, packedWidth<Type>());
+    }
+}
+
 /// Writes what default construction of a record's packed form writes.
 template <class Plain>
 void writeDefaults(unsigned char* packed) {
-    [packed]<std::size_t... kIndices, class... Types>(std::index_sequence<kIndices...>,
-                                                      TypeList<Types...>) {
-        (
-            [packed] {
-                if constexpr (isUnwritten<Plain>(kIndices + 1)) {
-                    return;
-                } else if constexpr (Record<Types>) {
-                    writeDefaults<Types>(packed + LayoutOf<Plain>::kPacked[kIndices]);
-                } else {
-                    std::memset(packed + LayoutOf<Plain>::kPacked[kIndices], 0,
-                                packedWidth<Types>());
-                }
-            }(),
-            ...);
+    [packed]<std::size_t... kIndices>(std::index_sequence<kIndices...>) {
+        (writeDefault<Plain, kIndices>(packed), ...);
     }
-    (std::make_index_sequence<LayoutOf<Plain>::kCount>{}, Members<Plain>{});
+    (std::make_index_sequence<LayoutOf<Plain>::kCount>{});
 }
 
 /// How many entries a field has in its record's table.
