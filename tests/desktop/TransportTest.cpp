@@ -170,21 +170,6 @@ TEST_F(Transport, CommandThatMeetsAServiceWithoutMemoryOfTheClientIsSentAgain) {
     EXPECT_EQ(member->disconnectError, -ECONNRESET);
 }
 
-TEST_F(Transport, SecondServiceAtTheSameAddressIsRefused) {
-    Inbox commands;
-    auto const service = startService(commands);
-    try {
-        startService(commands);
-        FAIL();
-    } catch (std::system_error const& error) {
-        EXPECT_EQ(error.code(), std::errc::address_in_use);
-        EXPECT_NE(std::string(error.what()).find(address), std::string::npos);
-    }
-    EXPECT_THROW(Service("localhost:1", {}), std::invalid_argument);
-    EXPECT_THROW(Service("127.0.0.1:65536", {}), std::invalid_argument);
-    EXPECT_THROW(Service("127.0.0.1:1x", {}), std::invalid_argument);
-}
-
 TEST_F(Transport, GarbageChangesNothing) {
     Inbox commands;
     auto const service = startService(commands);

@@ -197,7 +197,9 @@ TEST_F(AllocationTest, aListThatCannotGrowStaysAsItWas) {
 
 TEST_F(AllocationTest, theFactoryReturnsNullWithoutMemory) {
     for (int const failing : {0, 1}) {
-        EXPECT_EQ((Allocations(failing), CreateSoundProxy()), nullptr);
+        Allocations const allocations(failing);
+        EXPECT_EQ(CreateSoundProxy(), nullptr);
+        EXPECT_EQ(allocations.freed().size(), static_cast<std::size_t>(allocations.made() - 1));
     }
 }
 

@@ -1,5 +1,4 @@
 // What a command puts on the transport.
-#include <cstring>
 #include <stdexcept>
 #include <tuple>
 
@@ -98,29 +97,7 @@ TEST_P(CommandTest, sendsItsRecord) {
 INSTANTIATE_TEST_SUITE_P(All, CommandTest, testing::ValuesIn(kCommands),
                          [](auto const& tested) { return tested.param.name; });
 
-class CommandsTest : public ServiceTest {
-protected:
-    recording::Message const& lastSent() { return platform().sent.back(); }
-};
-
-TEST_F(CommandsTest, flagsTravelAsWordsAndBytesUnchanged) {
-    auto const word = [&] {
-        std::uint32_t value = 0;
-        EXPECT_EQ(lastSent().record.size(), sizeof value);
-        std::memcpy(&value, lastSent().record.data(), sizeof value);
-        return value;
-    };
-    service_->cmdEnabelSoundAudioDataCB(msgIds_, transport_, true);
-    EXPECT_EQ(word(), 1U);
-    service_->cmdEnabelSoundAudioDataCB(msgIds_, transport_, false);
-    EXPECT_EQ(word(), 0U);
-    service_->cmdSoundModeInfoSet(msgIds_, transport_, -128);
-    EXPECT_THAT(lastSent().record, ElementsAre(0x80));
-    service_->cmdDTSDRC(msgIds_, transport_, 255);
-    EXPECT_THAT(lastSent().record, ElementsAre(0xFF));
-    service_->cmdInitAMP(msgIds_, transport_);
-    EXPECT_THAT(lastSent().record, ElementsAre(0));
-}
+using CommandsTest = ServiceTest;
 
 TEST_F(CommandsTest, theTransportsExceptionLeavesTheSender) {
     platform().onSend = [](auto const&) -> std::int32_t { throw std::runtime_error("cable cut"); };
@@ -132,42 +109,6 @@ TEST_F(CommandsTest, theTransportsExceptionLeavesTheSender) {
         service_->cmdSoundDTSSet_VirtualXParams(msgIds_, transport_, {1, "first", "second"}),
         std::runtime_error);
     EXPECT_EQ(service_->addClient(makeClient("A")), 0) << "no lock is held";
-}
-
-TEST_F(CommandsTest, registrationFollowsTheCommandsInTheInterface) {
-    EXPECT_EQ(std::size(kCommands), 53U);
-    EXPECT_EQ(slotOf(&sound::ServiceInterface::addClient), 55U);
-    EXPECT_EQ(slotOf(&sound::ServiceInterface::removeClient), 56U);
-}
-
-TEST_F(CommandsTest, theProxysOwnTableHasTheFrameworksOrder) {
-    std::vector<std::size_t> const slots = {
-        slotOf(&sound::Proxy::attachProcess),
-        slotOf(&sound::Proxy::detachProcess),
-        slotOf(&sound::Proxy::setupDone),
-        slotOf(&sound::Proxy::start),
-        slotOf(&sound::Proxy::stop),
-        slotOf(&sound::Proxy::performSetupDone),
-        slotOf(&sound::Proxy::performStarting),
-        slotOf(&sound::Proxy::performStopping),
-        slotOf(&frame::AbstractComponent::getServiceId),
-        slotOf(&frame::AbstractComponent::deliverEvent),
-        slotOf(&frame::AbstractComponent::handleEvent),
-        slotOf(&frame::AbstractComponent::registerEventHandler),
-        slotOf(&frame::AbstractComponent::unregisterEventHandler),
-        slotOf(&frame::AbstractApplication::deliverInternalEvent),
-        slotOf(&frame::AbstractApplication::postEvent),
-        slotOf(&frame::AbstractApplication::postInternalEvent),
-        slotOf(&frame::AbstractApplication::scheduleEvents),
-        slotOf(&frame::AbstractMarshallingImpl::setLmqIOModule),
-        slotOf(&frame::AbstractMarshallingImpl::registerMessageHandlers),
-        slotOf(&frame::AbstractMarshallingImpl::onIOConnectionConnected),
-        slotOf(&frame::AbstractMarshallingImpl::onIOConnectionConnectionFailed),
-        slotOf(&frame::AbstractMarshallingImpl::onIOConnectionDisconnected),
-        slotOf(&sound::Proxy::cmdVolumeSet),
-    };
-    for (std::size_t i = 0; i < slots.size(); ++i) EXPECT_EQ(slots[i], 2 + i);
-    EXPECT_EQ(slotOf(&sound::Proxy::removeClient), 2 + slots.size() + 53);
 }
 
 }  // namespace

@@ -125,13 +125,4 @@ TEST_F(LifecycleTest, destructionReleasesTheClientsInOrder) {
     EXPECT_EQ(keptElsewhere.use_count(), 1);
 }
 
-TEST_F(LifecycleTest, aThresholdSilencesTheLog) {
-    platform().threshold = 3000;
-    auto const proxy = create();
-    platform().setupDoneResult = -3;
-    proxy->performSetupDone();
-    EXPECT_EQ(platform().log.size(), 1U);
-    EXPECT_EQ(platform().logAt(kCspDebugWarning).size(), 1U);
-}
-
 }  // namespace

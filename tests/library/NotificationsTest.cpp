@@ -180,14 +180,6 @@ TEST_F(NotificationsTest, aClientRemovedMeanwhileStillHearsThisOne) {
     EXPECT_THAT(calls(), ElementsAre("A", "B", "A"));
 }
 
-TEST_F(NotificationsTest, aClientMaySendCommands) {
-    auto const client = makeClient("A");
-    client->onNotification = [&] { service_->cmdInitAMP(msgIds_, transport_); };
-    service_->addClient(client);
-    deliverVersion();
-    EXPECT_EQ(platform().sent.size(), 1U);
-}
-
 TEST_F(NotificationsTest, aClientsExceptionLeavesTheReceiver) {
     auto const client = makeClient("A");
     client->onNotification = [] { throw std::runtime_error("not today"); };
@@ -197,11 +189,6 @@ TEST_F(NotificationsTest, aClientsExceptionLeavesTheReceiver) {
     EXPECT_THAT(calls(), ElementsAre("A"));
     EXPECT_EQ(client.use_count(), 2);
     EXPECT_EQ(service_->removeClient(client), 0) << "no lock is held";
-}
-
-TEST_F(NotificationsTest, theListenersOwnOperationsFollow) {
-    EXPECT_EQ(std::size(kNotifications), 22U);
-    EXPECT_EQ(slotOf(&sound::ClientInterfaceListener::init), 24U);
 }
 
 }  // namespace

@@ -106,7 +106,7 @@ std::uint8_t byteValue(unsigned pass, unsigned n) {
 }
 
 bool flagValue(unsigned pass, unsigned n) {
-    return (n >> pass & 1U) != 0;
+    return ((n + 1) >> pass & 1U) != 0;
 }
 
 std::string textValue(unsigned pass, unsigned n) {

@@ -41,7 +41,7 @@ cspEndianTable_t const* exportedTable(std::string const& record);
 void expectTable(cspEndianTable_t const* table, std::string_view description);
 
 /// The values of the n-th scalar or string of a record. Words differ in all their bytes; after
-/// kPasses passes, no two flags of a record have had the same values.
+/// kPasses passes, each flag has been true and false, and no two of a record always alike.
 inline constexpr unsigned kPasses = 9;
 std::uint32_t wordValue(unsigned pass, unsigned n);
 std::uint8_t byteValue(unsigned pass, unsigned n);

@@ -2,10 +2,8 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,82 +13,19 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <mutex>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "frame/Process.h"
+#include "Program.h"
 #include "sound/ClientInterfaceListener.h"
 #include "sound/Proxy.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-using Words = std::vector<std::string>;
-
-/// A program with one of its outputs in a pipe to the test.
-class Child {
-public:
-    Child(std::string const& program, Words const& arguments, int output) {
-        Words words;
-        if (*EMULATOR != '\0') {
-            std::istringstream emulator(EMULATOR);
-            for (std::string word; std::getline(emulator, word, ';');) words.push_back(word);
-        }
-        words.push_back(program);
-        words.insert(words.end(), arguments.begin(), arguments.end());
-        std::vector<char*> argv;
-        for (auto& word : words) argv.push_back(word.data());
-        argv.push_back(nullptr);
-
-        int ends[2];
-        if (::pipe2(ends, O_CLOEXEC) != 0) std::abort();
-        posix_spawn_file_actions_t actions;
-        ::posix_spawn_file_actions_init(&actions);
-        ::posix_spawn_file_actions_adddup2(&actions, ends[1], output);
-        if (::posix_spawnp(&pid_, argv[0], &actions, nullptr, argv.data(), environ) != 0) pid_ = -1;
-        ::posix_spawn_file_actions_destroy(&actions);
-        ::close(ends[1]);
-        output_ = ends[0];
-    }
-    ~Child() {
-        kill(SIGTERM);
-        ::close(output_);
-    }
-    Child(Child const&) = delete;
-    Child& operator=(Child const&) = delete;
-
-    /// Reads until the child has written @p last, or nothing more comes.
-    std::string readUntil(char last) {
-        std::string text;
-        for (char c; ::read(output_, &c, 1) == 1;) {
-            text += c;
-            if (c == last) break;
-        }
-        return text;
-    }
-
-    /// @return the exit status, or -1 when the signal had to end it
-    int kill(int signal) {
-        if (pid_ < 0) return -1;
-        ::kill(pid_, signal);
-        return wait();
-    }
-
-    int wait() {
-        int status = 0;
-        ::waitpid(pid_, &status, 0);
-        pid_ = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-
-private:
-    pid_t pid_ = -1;
-    int output_ = -1;
-};
 
 /// Takes a free port and, from then on, stands in its way.
 class TakenPort {
@@ -173,9 +108,10 @@ class ServiceTest : public ::testing::Test {
 protected:
     ServiceTest() { ::setenv("LMQR2_UDPHOST", TakenPort().address().c_str(), 1); }
 
-    static std::unique_ptr<Child> startService(Words const& arguments) {
-        auto service = std::make_unique<Child>(SOUND_SERVICE, arguments, STDERR_FILENO);
-        EXPECT_NE(service->readUntil('\n').find("listening on"), std::string::npos);
+    static std::unique_ptr<Program> startService(std::vector<std::string> words) {
+        words.insert(words.begin(), AUDVIK_SOUND_SERVICE);
+        auto service = std::make_unique<Program>(std::move(words));
+        EXPECT_TRUE(service->says("listening on"));
         return service;
     }
 
@@ -198,7 +134,8 @@ TEST_F(ServiceTest, PipesAreForThisUserOnlyAndGoWithTheService) {
     startClient();
     switchAudioData(true);
     listener_->waitFor(4096);
-    EXPECT_EQ(service->kill(SIGTERM), 0);
+    service->signal(SIGTERM);
+    EXPECT_EQ(service->status(), 0);
     auto const places = listener_->places();
     EXPECT_TRUE(S_ISFIFO(places.pipeMode));
     EXPECT_EQ(places.pipeMode & 0777, 0600U);
@@ -211,12 +148,12 @@ TEST_F(ServiceTest, PipesAreForThisUserOnlyAndGoWithTheService) {
 TEST_F(ServiceTest, AStreamIsWholeWhateverBecomesOfAnother) {
     auto const service = startService(
         {"--tone", "1", "--channels", "1", "--duration", "25", "--fast", "--block", "1001"});
-    Child stuck(STUCK_CLIENT, {}, STDOUT_FILENO);
-    ASSERT_EQ(stuck.readUntil('.'), ".");
+    Program const stuck({STUCK_CLIENT});
+    ASSERT_TRUE(stuck.says("."));
     startClient();
     switchAudioData(true);
     listener_->waitFor(100'000);
-    stuck.kill(SIGKILL);
+    stuck.signal(SIGKILL);
     constexpr std::size_t kPeriod = 96'000;
     auto const received = listener_->waitFor(25 * kPeriod);
     ASSERT_EQ(received.size(), 25 * kPeriod);
@@ -247,11 +184,11 @@ TEST_F(ServiceTest, AStreamBeginsAnewOnlyAfterItWasSwitchedOff) {
 TEST_F(ServiceTest, ATakenPortIsNamed) {
     TakenPort const port;
     ::setenv("LMQR2_UDPHOST", port.address().c_str(), 1);
-    Child service(SOUND_SERVICE, {}, STDERR_FILENO);
-    EXPECT_EQ(service.readUntil('\0'), "sound-service: " + port.address() +
-                                           " is in use by another program; stop it, or set "
-                                           "LMQR2_UDPHOST\n");
-    EXPECT_EQ(service.wait(), 1);
+    Program service({AUDVIK_SOUND_SERVICE});
+    EXPECT_EQ(service.status(), 1);
+    EXPECT_EQ(service.errors(), "sound-service: " + port.address() +
+                                    " is in use by another program; stop it, or set "
+                                    "LMQR2_UDPHOST\n");
 }
 
 struct BadFile {
@@ -274,13 +211,11 @@ TEST_F(ServiceTest, AFileThatCannotBePlayedIsRefusedInOneLine) {
         {"truncated.wav", "truncated",
          header + format16 + std::string("data\x08\0\0\0", 8) + "0123"},
         {"truncated-header.wav", "", header}};
-    auto const folder = std::filesystem::path(::testing::TempDir()) /
-                        ("service-test-" + std::to_string(::getpid()));
-    std::filesystem::create_directory(folder);
+    TemporaryFolder const folder;
     auto const expectRefusal = [](std::string const& path, std::string const& complaint) {
-        Child service(SOUND_SERVICE, {path}, STDERR_FILENO);
-        auto const text = service.readUntil('\0');
-        EXPECT_EQ(service.wait(), 1) << path;
+        Program service({AUDVIK_SOUND_SERVICE, path});
+        EXPECT_EQ(service.status(), 1) << path;
+        auto const text = service.errors();
         EXPECT_EQ(text.find("sound-service: " + path + ": "), 0U) << text;
         EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
         if (text.find("built without libsndfile") != std::string::npos) return;
@@ -288,13 +223,12 @@ TEST_F(ServiceTest, AFileThatCannotBePlayedIsRefusedInOneLine) {
         EXPECT_NE(text.find("accepted are WAV and FLAC"), std::string::npos) << text;
     };
     for (auto const& file : kFiles) {
-        auto const path = folder / file.name;
-        std::ofstream(path, std::ios::binary) << file.content;
+        auto const path = folder.file(file.name);
+        writeFile(path, file.content);
         expectRefusal(path, file.complaint);
     }
-    expectRefusal(folder / "missing.wav", "No such file");
-    expectRefusal(folder, "not a regular file");
-    std::filesystem::remove_all(folder);
+    expectRefusal(folder.file("missing.wav"), "No such file");
+    expectRefusal("/tmp", "not a regular file");
 }
 
 }  // namespace
