@@ -45,6 +45,8 @@ install(FILES ${PROJECT_BINARY_DIR}/audvik-config.cmake
   ${PROJECT_BINARY_DIR}/audvik-config-version.cmake
   DESTINATION ${package} COMPONENT development)
 
+# Relative, since packages go elsewhere than `cmake --install`.
+file(RELATIVE_PATH prefix_from_pc /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/audvik.pc.in audvik.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/audvik.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

@@ -7,7 +7,6 @@
 
 namespace {
 
-using testing::Each;
 using testing::ElementsAre;
 
 /// @return the bytes of a packed form
