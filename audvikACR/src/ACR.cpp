@@ -57,12 +57,14 @@ std::int32_t readDataFromPipe(std::string const& path, std::uint32_t length) {
     // read takes it whole.
     int const descriptor = open(path.c_str(), O_RDONLY);
     if (descriptor == -1) {
-        AUDVIK_DEBUG_LINE(kCspDebugError, __func__, "open failed errno=%d\n", errno);
+        int const error = errno;  // before the log, which may change it
+        AUDVIK_DEBUG_LINE(kCspDebugError, __func__, "open failed errno=%d\n", error);
         return 0;
     }
     ssize_t size = read(descriptor, dataBuffer.data(), length);
     if (size < 1) {
-        AUDVIK_DEBUG_LINE(kCspDebugError, __func__, "read failed errno=%d\n", errno);
+        int const error = errno;
+        AUDVIK_DEBUG_LINE(kCspDebugError, __func__, "read failed errno=%d\n", error);
         usleep(1000);
         size = read(descriptor, dataBuffer.data(), length);
     }
