@@ -208,6 +208,7 @@ protected:
         auto service = std::make_unique<Service>(address, std::move(gone));
         frameLmqIOServiceRegisterMessageHandlerFunction(service->ioModule(), kCommand,
                                                         &Inbox::receive, &commands, &kNumberTable);
+        service->start();
         return service;
     }
 

@@ -158,6 +158,7 @@ void serve(Options const& options) {
     desktop::Service service(
         address, [&player](frame::TransportInfo const& client) { player.forget(client); });
     responder.connect(service.ioModule());
+    service.start();
     std::jthread const playing([&](std::stop_token const& stop) {
         player.run(stop, [&responder](auto const&... block) {
             return responder.announceAudioData(block...);

@@ -71,7 +71,9 @@ ClientConnection::ClientConnection(Address const& service)
       delivery_(
           mutex_, [this](Tag const& tag) { taken(tag); },
           [this](Tag const& tag, std::span<std::uint8_t> message) { deliver(tag, message); }),
-      io_(socket_, mutex_, [this] { return turn(); }) {}
+      io_(socket_, mutex_, [this] { return turn(); }) {
+    io_.start();
+}
 
 ClientConnection::~ClientConnection() = default;
 

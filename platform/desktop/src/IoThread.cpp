@@ -7,13 +7,14 @@
 namespace desktop {
 
 IoThread::IoThread(UdpSocket& socket, std::mutex& mutex, Turn turn)
-    : socket_(socket),
-      mutex_(mutex),
-      turn_(std::move(turn)),
-      thread_(startThread("transport", [this] { run(); })) {}
+    : socket_(socket), mutex_(mutex), turn_(std::move(turn)) {}
 
 IoThread::~IoThread() {
     stop();
+}
+
+void IoThread::start() {
+    thread_ = startThread("transport", [this] { run(); });
 }
 
 void IoThread::dueBy(TimePoint when) {

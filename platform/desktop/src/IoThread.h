@@ -18,11 +18,14 @@ public:
     /// @return when the next turn is due without a datagram
     using Turn = std::function<TimePoint()>;
 
+    /// Does nothing before start().
     /// @param mutex  held during each turn
     IoThread(UdpSocket& socket, std::mutex& mutex, Turn turn);
     ~IoThread();
     IoThread(IoThread const&) = delete;
     IoThread& operator=(IoThread const&) = delete;
+
+    void start();
 
     /// Sees to it that a turn is due at that time. Call with the mutex held.
     void dueBy(TimePoint when);

@@ -37,25 +37,6 @@ constexpr milliseconds kFullLimit{2000};
 constexpr std::size_t kMaxQueue = 16384;
 constexpr std::size_t kMaxQueueBytes = std::size_t{16} << 20;
 
-struct Client {
-    Client(Address const& from, std::uint64_t session, TimePoint now)
-        : address(from),
-          info(transportInfo(from, session)),
-          link(session, kDeliveryCapacity, 0, now) {}
-
-    Address address;
-    frame::TransportInfo info;
-    Link link;
-    std::optional<TimePoint> fullSince;
-};
-
-using ClientRef = std::shared_ptr<Client>;
-
-struct Tag {
-    ClientRef client;
-    bool gone;  // it has left, and there is no message
-};
-
 }  // namespace
 
 class Service::Impl : public IoModule {
@@ -63,9 +44,29 @@ public:
     Impl(Address const& address, ClientGone clientGone);
     ~Impl() override;
 
+    void start() { io_.start(); }
     std::int32_t send(Link::Payload message, frame::TransportInfo const* destination) override;
 
 private:
+    struct Client {
+        Client(Address const& from, std::uint64_t session, TimePoint now)
+            : address(from),
+              info(transportInfo(from, session)),
+              link(session, kDeliveryCapacity, 0, now) {}
+
+        Address address;
+        frame::TransportInfo info;
+        Link link;
+        std::optional<TimePoint> fullSince;
+    };
+
+    using ClientRef = std::shared_ptr<Client>;
+
+    struct Tag {
+        ClientRef client;
+        bool gone;  // it has left, and there is no message
+    };
+
     TimePoint turn();
     bool receiveAll(TimePoint now);
     void receive(std::span<std::uint8_t const> datagram, Address const& from, TimePoint now);
@@ -258,7 +259,7 @@ void Service::Impl::flush(Client& client, TimePoint now) {
     }
 }
 
-ClientRef Service::Impl::find(Address const& address) const {
+auto Service::Impl::find(Address const& address) const -> ClientRef {
     auto const client =
         std::find_if(clients_.begin(), clients_.end(),
                      [&address](auto const& candidate) { return candidate->address == address; });
@@ -285,6 +286,10 @@ Service::Service(std::string const& address, ClientGone clientGone)
     : impl_(std::make_unique<Impl>(Address::parse(address), std::move(clientGone))) {}
 
 Service::~Service() = default;
+
+void Service::start() {
+    impl_->start();
+}
 
 void* Service::ioModule() {
     return static_cast<IoModule*>(impl_.get());

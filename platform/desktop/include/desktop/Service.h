@@ -11,8 +11,8 @@
 
 namespace desktop {
 
-/// Binds the address of a service and exchanges messages with every client process that
-/// registers there.
+/// Binds the address of a service and, from start() on, exchanges messages with every client
+/// process that registers there.
 ///
 /// Its IO module works with the platform's two transport functions:
 /// - frameLmqIOServiceRegisterMessageHandlerFunction() has commands received, on this object's
@@ -32,6 +32,11 @@ public:
     /// @throws std::system_error when the address cannot be bound (EADDRINUSE: it is taken)
     /// @throws std::invalid_argument when it is not of that form; the text says what is wrong
     Service(std::string const& address, ClientGone clientGone);
+
+    /// Begins to receive, what has come since the address was bound first. A command that no
+    /// receiver is registered for is dropped, so register them before.
+    /// @throws std::system_error when there is no thread to be had
+    void start();
 
     /// Says goodbye to the clients and waits for a running receiver.
     ~Service();
