@@ -11,7 +11,7 @@
 
 namespace {
 
-std::map<std::string, char const*> const kRecords = {
+std::map<std::string, char const*> const kFieldsOfRecord = {
 #define AUDVIK_EXPECTED_RECORD(NAME, BYTES, ENTRIES, FIELDS) {#NAME, FIELDS},
 #include "expected_interface.def"
 };
@@ -19,7 +19,7 @@ std::map<std::string, char const*> const kRecords = {
 std::size_t widthOf(std::string const& type) {
     if (type == "b") return 1;
     if (type == "s") return 4 + sizeof(void*);
-    return type.size() == 1 ? 4 : packedSize(kRecords.at(type));
+    return type.size() == 1 ? 4 : packedSize(kFieldsOfRecord.at(type));
 }
 
 template <class Type>
@@ -54,7 +54,7 @@ std::vector<Field> leavesOf(std::string_view description) {
             leaves.push_back(field);
             continue;
         }
-        for (Field leaf : leavesOf(kRecords.at(field.type))) {
+        for (Field leaf : leavesOf(kFieldsOfRecord.at(field.type))) {
             leaf.offset += field.offset;
             leaves.push_back(leaf);
         }
