@@ -135,8 +135,6 @@ TEST_F(Framework, ForkedChildThatExitsLeavesTheConnectionAlone) {
 /// Ends the process while a receiver is at work; exits with 3 when that works.
 class Exit : public Desktop {
 protected:
-    Exit() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
-
     void exitDuring(Inbox::React const& react, bool returnToMain) const {
         alarm(10);
         static Inbox commands;

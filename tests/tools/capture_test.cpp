@@ -34,7 +34,24 @@ protected:
     std::optional<Program> service_;
 };
 
-#if AUDVIK_WRITES_WAV
+TEST_F(Capture, RecordsExactlyTheDuration) {
+    startService();
+    Program capture(words({"--duration", "0.25"}));
+    EXPECT_EQ(capture.status(), 0) << capture.errors();
+    EXPECT_NE(capture.errors().find("24 blocks, 24000 bytes, 0.250 s, 0 lost\n"), std::string::npos)
+        << capture.errors();
+    EXPECT_EQ(capture.output().size(), 24000U);
+    EXPECT_LT(capture.output().find_first_not_of('\0'), 24000U);
+}
+
+/// Where libsndfile is missing, as for most emulated machines, there are no WAV files.
+class WavCapture : public Capture {
+protected:
+    void SetUp() override {
+        if (!AUDVIK_WRITES_WAV) GTEST_SKIP() << "audvik-capture was built without libsndfile";
+    }
+};
+
 std::uint32_t littleEndian(std::string const& bytes, std::size_t offset) {
     std::uint32_t value = 0;
     for (std::size_t i = 4; i-- > 0;) {
@@ -57,23 +74,16 @@ std::string samplesOf(std::string const& path) {
     return wav.substr(kHeaderSize);
 }
 
-TEST_F(Capture, RecordsExactlyTheDurationTheSameInAFileAndOnStandardOutput) {
+TEST_F(WavCapture, HoldsTheSamplesThatStandardOutputHas) {
     startService();
     Program file(words({"--duration", "0.25", "--output", folder_.file("tone.wav")}));
     Program raw(words({"--duration", "0.25"}));
     EXPECT_EQ(file.status(), 0) << file.errors();
     EXPECT_EQ(raw.status(), 0) << raw.errors();
-    EXPECT_NE(file.errors().find("24 blocks, 24000 bytes, 0.250 s, 0 lost\n"), std::string::npos)
-        << file.errors();
-    std::string const samples = samplesOf(folder_.file("tone.wav"));
-    EXPECT_EQ(samples.size(), 24000U);
-    if (std::uint16_t const one = 1; *reinterpret_cast<unsigned char const*>(&one) == 1) {
-        EXPECT_TRUE(samples == raw.output());
-    }
-    EXPECT_GT(std::string(samples).find_first_not_of('\0'), 0U);
+    EXPECT_TRUE(samplesOf(folder_.file("tone.wav")) == raw.output());
 }
 
-TEST_F(Capture, LeavesAValidFileWhenTheServiceIsKilled) {
+TEST_F(WavCapture, LeavesAValidFileWhenTheServiceIsKilled) {
     startService();
     Program capture(words({"--output", folder_.file("tone.wav")}));
     ASSERT_TRUE(Program({AUDVIK_CAPTURE, "--duration", "0.5"}).status() == 0);
@@ -85,7 +95,7 @@ TEST_F(Capture, LeavesAValidFileWhenTheServiceIsKilled) {
     EXPECT_GT(samplesOf(folder_.file("tone.wav")).size(), 24000U);
 }
 
-TEST_F(Capture, EndsCleanlyWhenInterrupted) {
+TEST_F(WavCapture, EndsCleanlyWhenInterrupted) {
     startService();
     Program capture(words({"--output", folder_.file("tone.wav")}));
     ASSERT_TRUE(Program({AUDVIK_CAPTURE, "--duration", "0.25"}).status() == 0);
@@ -95,7 +105,7 @@ TEST_F(Capture, EndsCleanlyWhenInterrupted) {
     EXPECT_FALSE(samplesOf(folder_.file("tone.wav")).empty());
 }
 
-TEST_F(Capture, SaysWhenTheFileCannotBeWritten) {
+TEST_F(WavCapture, SaysWhenTheFileCannotBeWritten) {
     startService();
     Program full(words({"--output", "/dev/full"}));
     EXPECT_EQ(full.status(), 1);
@@ -104,7 +114,6 @@ TEST_F(Capture, SaysWhenTheFileCannotBeWritten) {
     EXPECT_EQ(nowhere.status(), 1);
     EXPECT_NE(nowhere.errors().find("No such file"), std::string::npos) << nowhere.errors();
 }
-#endif
 
 TEST_F(Capture, SaysWhenStandardOutputIsFull) {
     startService();
