@@ -1,10 +1,7 @@
 // A record, a member and a service to try the desktop platform with.
 #pragma once
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -23,6 +20,7 @@
 #include "desktop/Service.h"
 #include "frame/AbstractMarshallingImpl.h"
 #include "frame/lmq.h"
+#include "LocalSocket.h"
 
 namespace desktop::test {
 
@@ -46,14 +44,14 @@ class Inbox {
 public:
     using React = std::function<void(std::uint32_t number, frame::TransportInfo const& sender)>;
 
-    explicit Inbox(React react = {}) : react_(std::move(react)) {}
+    React react;  ///< what the receiver does; to be set before anything can arrive
 
     static std::int32_t receive(frame::MsgMeta const& /*meta*/, frame::TransportInfo const& sender,
                                 void const* record, void* context) {
         auto& self = *static_cast<Inbox*>(context);
         std::uint32_t number;
         std::memcpy(&number, record, sizeof number);
-        if (self.react_) self.react_(number, sender);
+        if (self.react) self.react(number, sender);
         std::lock_guard const lock(self.mutex_);
         self.numbers_.push_back(number);
         self.sender_ = sender;
@@ -77,7 +75,6 @@ public:
     }
 
 private:
-    React react_;
     std::mutex mutex_;
     std::condition_variable arrived_;
     std::vector<std::uint32_t> numbers_;
@@ -92,7 +89,7 @@ public:
 
     std::int32_t registerMessageHandlers() override {
         return frameLmqIOServiceRegisterMessageHandlerFunction(
-            module(), kNotification, &Inbox::receive, inbox_, &kNumberTable);
+            lmqIOModule(), kNotification, &Inbox::receive, inbox_, &kNumberTable);
     }
     std::int32_t performStarting() override { return startStatus; }
     std::int32_t performStopping() override {
@@ -105,7 +102,9 @@ public:
         ++disconnected;
     }
 
-    void* module() const { return lmqIOModule(); }
+    std::int32_t send(std::uint32_t number) const {
+        return sendNumber(lmqIOModule(), kCommand, number);
+    }
     using AbstractComponent::registerInterface;
     using AbstractComponent::unregisterInterface;
 
@@ -143,48 +142,6 @@ inline Member* startMember(Inbox& inbox) {
     return member;
 }
 
-/// A UDP socket on loopback, for a free port and for datagrams of any content.
-class RawSocket {
-public:
-    RawSocket() {
-        address_.sin_family = AF_INET;
-        address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address_;
-        EXPECT_EQ(::bind(socket_, generic(address_), size), 0);
-        EXPECT_EQ(getsockname(socket_, reinterpret_cast<sockaddr*>(&address_), &size), 0);
-        timeval const limit{2, 0};
-        setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    }
-    ~RawSocket() { ::close(socket_); }
-    RawSocket(RawSocket const&) = delete;
-    RawSocket& operator=(RawSocket const&) = delete;
-
-    std::string address() const { return "127.0.0.1:" + std::to_string(ntohs(address_.sin_port)); }
-
-    void sendTo(std::string const& to, std::vector<std::uint8_t> const& bytes) const {
-        auto peer = address_;
-        peer.sin_port = htons(static_cast<std::uint16_t>(std::stoi(to.substr(to.find(':') + 1))));
-        ::sendto(socket_, bytes.data(), bytes.size(), 0, generic(peer), sizeof peer);
-    }
-    /// @return the next datagram; empty when none comes
-    std::vector<std::uint8_t> receive(sockaddr_in& from) const {
-        std::vector<std::uint8_t> bytes(65536);
-        socklen_t size = sizeof from;
-        auto const length = recvfrom(socket_, bytes.data(), bytes.size(), 0,
-                                     reinterpret_cast<sockaddr*>(&from), &size);
-        bytes.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
-        return bytes;
-    }
-
-private:
-    static sockaddr const* generic(sockaddr_in const& address) {
-        return reinterpret_cast<sockaddr const*>(&address);
-    }
-
-    int socket_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address_{};
-};
-
 template <class Condition>
 bool eventually(Condition const& condition, std::chrono::milliseconds limit = 5s) {
     auto const end = std::chrono::steady_clock::now() + limit;
@@ -198,21 +155,33 @@ bool eventually(Condition const& condition, std::chrono::milliseconds limit = 5s
 /// A place for a service, known to the client side of this process.
 class Desktop : public testing::Test {
 protected:
-    Desktop() {
-        address = RawSocket().address();
-        setenv("LMQR2_UDPHOST", address.c_str(), 1);
-    }
+    Desktop() { setenv("LMQR2_UDPHOST", address_.c_str(), 1); }
     ~Desktop() override { stopAppMembers(); }
 
-    std::unique_ptr<Service> startService(Inbox& commands, Service::ClientGone gone = {}) const {
-        auto service = std::make_unique<Service>(address, std::move(gone));
-        frameLmqIOServiceRegisterMessageHandlerFunction(service->ioModule(), kCommand,
-                                                        &Inbox::receive, &commands, &kNumberTable);
-        service->start();
-        return service;
+    void startService() {
+        service_ = std::make_unique<Service>(address_, [this](auto const&) { ++gone_; });
+        frameLmqIOServiceRegisterMessageHandlerFunction(service_->ioModule(), kCommand,
+                                                        &Inbox::receive, &commands_, &kNumberTable);
+        service_->start();
     }
 
-    std::string address;
+    /// Starts the service and a member, and waits until they know each other.
+    Member* connect() {
+        startService();
+        auto* const member = startMember(notifications_);
+        EXPECT_TRUE(eventually([&] { return member->connected == 1; }));
+        return member;
+    }
+
+    std::int32_t notify(std::uint32_t number, frame::TransportInfo const* client = nullptr) const {
+        return sendNumber(service_->ioModule(), kNotification, number, client);
+    }
+
+    std::string address_ = LocalSocket().address();
+    Inbox commands_;
+    Inbox notifications_;
+    std::atomic<int> gone_ = 0;  // clients
+    std::unique_ptr<Service> service_;
 };
 
 }  // namespace desktop::test

@@ -1,16 +1,13 @@
 #pragma once
 
-#include <unistd.h>
-
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
 
 #include "audvik/audvik.h"
 #include "LibraryTest.h"
+#include "TemporaryFolder.h"
 
 /// One call of the consumer's callback.
 struct Block {
@@ -24,13 +21,6 @@ protected:
     void SetUp() override {
         LibraryTest::SetUp();
         blocks_.clear();
-        std::string pattern = std::filesystem::temp_directory_path() / "audvik-XXXXXX";
-        folder_ = mkdtemp(pattern.data());
-    }
-
-    void TearDown() override {
-        std::filesystem::remove_all(folder_);
-        LibraryTest::TearDown();
     }
 
     static void take(unsigned char const* data, std::int32_t size, void* userData) {
@@ -43,7 +33,7 @@ protected:
 
     /// Has the service announce a block: a file's content reads like that of a pipe.
     std::int32_t announce(std::string const& content) {
-        std::string path = folder_ / "block";
+        std::string path = folder_.file("block");
         std::ofstream(path) << content;
         unsigned char record[sizeof(cspDeserString_t) + sizeof(std::uint32_t)];
         cspDeserString_t const reference{static_cast<std::uint32_t>(path.size()), path.data()};
@@ -54,5 +44,5 @@ protected:
     }
 
     inline static std::vector<Block> blocks_;
-    std::filesystem::path folder_;
+    TemporaryFolder folder_;
 };

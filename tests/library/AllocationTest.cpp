@@ -136,6 +136,7 @@ TEST_F(AllocationTest, stringsAreFreedWhenTheSendThrows) {
     auto const copies = copiesBackwards();
     ASSERT_GE(freed.size(), 2U);
     EXPECT_THAT(std::vector(freed.begin(), freed.begin() + 2), copies);
+    EXPECT_EQ(service_->addClient(makeClient("A")), 0) << "no lock is held";
 }
 
 TEST_F(AllocationTest, withoutMemoryForACopyNothingIsSent) {

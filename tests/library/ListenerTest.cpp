@@ -1,8 +1,10 @@
 // How the agent reads an announced block from its pipe.
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <numeric>
 #include <thread>
@@ -41,7 +43,7 @@ std::ptrdiff_t openDescriptors() {
 
 class Descriptor {
 public:
-    Descriptor(std::filesystem::path const& path, int flags) : value_(open(path.c_str(), flags)) {}
+    Descriptor(std::string const& path, int flags) : value_(open(path.c_str(), flags)) {}
     ~Descriptor() { close(value_); }
     Descriptor(Descriptor const&) = delete;
     Descriptor& operator=(Descriptor const&) = delete;
@@ -62,7 +64,7 @@ protected:
         pauses.clear();
         duringPause = nullptr;
         ASSERT_EQ(audioCB_init(0, nullptr), 0);
-        pipe_ = folder_ / "pipe";
+        pipe_ = folder_.file("pipe");
         ASSERT_EQ(mkfifo(pipe_.c_str(), 0600), 0);
         platform().threshold = 1000;
         platform().log.clear();
@@ -89,7 +91,7 @@ protected:
         EXPECT_THAT(platform().log, ElementsAre(errorLine("readDataFromPipe", text)));
     }
 
-    std::filesystem::path pipe_;
+    std::string pipe_;
     std::ptrdiff_t descriptors_ = 0;
 };
 
@@ -142,13 +144,13 @@ TEST_F(ReadingTest, aPipeThatDoesNotOpenIsReported) {
     EXPECT_EQ(notify("", 100), 0);
     expectLog("open failed errno=2\n");
     platform().log.clear();
-    EXPECT_EQ(notify(pipe_ / "below", 100), 0);
+    EXPECT_EQ(notify(pipe_ + "/below", 100), 0);
     expectLog("open failed errno=20\n");
     EXPECT_THAT(blocks_, IsEmpty());
 }
 
 TEST_F(ReadingTest, aReadErrorIsReportedOnce) {
-    EXPECT_EQ(notify(folder_, 100), -1);
+    EXPECT_EQ(notify(folder_.file(""), 100), -1);
     expectLog("read failed errno=21\n");
     EXPECT_THAT(pauses, ElementsAre(1000));
     EXPECT_THAT(blocks_, IsEmpty());

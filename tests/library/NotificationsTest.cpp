@@ -4,7 +4,6 @@
 #include <thread>
 
 #include "LibraryTest.h"
-#include "slots.h"
 
 namespace {
 
@@ -19,18 +18,12 @@ struct ExpectedNotification {
     std::uint32_t identifier;
     std::size_t bytes;
     char const* fields;
-    std::size_t slot;
     frameLmqMessageHandler_t receiver;
 };
 
 ExpectedNotification const kNotifications[] = {
 #define AUDVIK_EXPECTED_NOTIFICATION(NAME, IDENTIFIER, BYTES, FIELDS) \
-    {#NAME,                                                           \
-     IDENTIFIER,                                                      \
-     BYTES,                                                           \
-     FIELDS,                                                          \
-     slotOf(&sound::ClientInterface::on##NAME##Notify),               \
-     &sound::Proxy::callOn##NAME##Notify},
+    {#NAME, IDENTIFIER, BYTES, FIELDS, &sound::Proxy::callOn##NAME##Notify},
 #include "expected_interface.def"
 };
 
@@ -41,7 +34,6 @@ TEST_P(NotificationTest, reachesEveryClientInOrder) {
     ExpectedNotification const& notification = GetParam();
     std::string const name = notification.name;
     std::size_t const number = notification.identifier - 0x2867126B;
-    EXPECT_EQ(notification.slot, 2 + number);
     cspEndianTable_t const* const table = exportedTable("soundMsgOn" + name + "Notify_t");
     expectTable(table, notification.fields);
 

@@ -48,12 +48,12 @@ class RaceTest : public desktop::test::Desktop {
 protected:
     void SetUp() override {
         desktop::test::Desktop::SetUp();
-        server_ = startService(commands_);
+        startService();
         notifying_ = std::thread([this] {
             std::uint32_t const version = 7;
             while (!done_) {
                 frameLmqIOServiceSendStructure(
-                    server_->ioModule(), frame::MsgIds::none,
+                    service_->ioModule(), frame::MsgIds::none,
                     sound::notificationHeader(sound::MessageId::onAudioCertVerNotify), nullptr,
                     &sound::__csp_EndianTable_soundMsgOnAudioCertVerNotify_t, &version);
                 // Slower than the clients: a queue that overflows costs the registration.
@@ -79,8 +79,6 @@ protected:
         return desktop::test::eventually([&] { return client.count >= count; });
     }
 
-    desktop::test::Inbox commands_;
-    std::unique_ptr<desktop::Service> server_;
     std::atomic<bool> done_ = false;
     std::thread notifying_;
     std::chrono::steady_clock::time_point const end_ = std::chrono::steady_clock::now() + 1500ms;

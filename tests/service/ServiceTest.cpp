@@ -1,8 +1,5 @@
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -19,6 +16,7 @@
 #include <vector>
 
 #include "frame/Process.h"
+#include "LocalSocket.h"
 #include "Program.h"
 #include "sound/ClientInterfaceListener.h"
 #include "sound/Proxy.h"
@@ -26,30 +24,6 @@
 namespace {
 
 using namespace std::chrono_literals;
-
-/// Takes a free port and, from then on, stands in its way.
-class TakenPort {
-public:
-    TakenPort() : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        auto* const generic = reinterpret_cast<sockaddr*>(&address);
-        if (::bind(socket_, generic, size) != 0) std::abort();
-        ::getsockname(socket_, generic, &size);
-        address_ = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
-    }
-    ~TakenPort() { ::close(socket_); }
-    TakenPort(TakenPort const&) = delete;
-    TakenPort& operator=(TakenPort const&) = delete;
-
-    std::string const& address() const { return address_; }
-
-private:
-    int socket_;
-    std::string address_;
-};
 
 /// A client in this process: takes each block whole, as a listener should.
 class Listener : public sound::ClientInterfaceListener {
@@ -106,7 +80,7 @@ private:
 
 class ServiceTest : public ::testing::Test {
 protected:
-    ServiceTest() { ::setenv("LMQR2_UDPHOST", TakenPort().address().c_str(), 1); }
+    ServiceTest() { useOwnAddress(); }
 
     static std::unique_ptr<Program> startService(std::vector<std::string> words) {
         words.insert(words.begin(), AUDVIK_SOUND_SERVICE);
@@ -182,11 +156,11 @@ TEST_F(ServiceTest, AStreamBeginsAnewOnlyAfterItWasSwitchedOff) {
 }
 
 TEST_F(ServiceTest, ATakenPortIsNamed) {
-    TakenPort const port;
-    ::setenv("LMQR2_UDPHOST", port.address().c_str(), 1);
+    LocalSocket const taken;
+    ::setenv("LMQR2_UDPHOST", taken.address().c_str(), 1);
     Program service({AUDVIK_SOUND_SERVICE});
     EXPECT_EQ(service.status(), 1);
-    EXPECT_EQ(service.errors(), "sound-service: " + port.address() +
+    EXPECT_EQ(service.errors(), "sound-service: " + taken.address() +
                                     " is in use by another program; stop it, or set "
                                     "LMQR2_UDPHOST\n");
 }

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "sound/records.h"
 
 namespace {
@@ -34,21 +32,6 @@ TEST(CopyLikeFields, CarriesOverWhatBothEndsOfTwoRecordsHaveInCommon) {
     EXPECT_EQ(to.field46, 43U);
     EXPECT_EQ(to.field49.field2, 46U);
     EXPECT_EQ(to.field54, 51U);
-}
-
-TEST(CopyLikeFields, LeavesOutWhatTheReportHasNoFieldFor) {
-    sound::soundVolumeParams_t const params{1, 2, 3, 4, 5};
-    sound::soundVolumeInfo_t info{};
-    copyLikeFields(fieldsOf(params), fieldsOf(info));
-    EXPECT_EQ(info.field1, 1U);
-    EXPECT_EQ(info.field4, 4U);
-}
-
-TEST(CopyLikeFields, CarriesOverABareString) {
-    std::string const from = "text";
-    std::string to;
-    copyLikeFields(fieldsOf(from), fieldsOf(to));
-    EXPECT_EQ(to, "text");
 }
 
 }  // namespace

@@ -1,10 +1,7 @@
 #include "Program.h"
 
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <spawn.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,6 +14,8 @@
 #include <sstream>
 #include <stdexcept>
 #include <thread>
+
+#include "LocalSocket.h"
 
 namespace {
 
@@ -40,17 +39,6 @@ std::vector<std::string> emulator() {
 }
 
 }  // namespace
-
-TemporaryFolder::TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "audvik-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error(name + " cannot be created");
-    path_ = name;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
 
 std::string readFile(std::string const& path) {
     std::ifstream file(path, std::ios::binary);
@@ -106,16 +94,5 @@ int Program::status() {
 }
 
 void useOwnAddress() {
-    int const socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* const generic = reinterpret_cast<sockaddr*>(&address);
-    if (bind(socket, generic, size) != 0 || getsockname(socket, generic, &size) != 0) {
-        throw std::runtime_error("there is no free port");
-    }
-    close(socket);
-    std::string const text = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
-    setenv("LMQR2_UDPHOST", text.c_str(), 1);
+    setenv("LMQR2_UDPHOST", LocalSocket().address().c_str(), 1);
 }

@@ -5,25 +5,11 @@
 #include <sys/types.h>
 
 #include <chrono>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
 
-/// A folder for a test's files, which goes away with it.
-class TemporaryFolder {
-public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(TemporaryFolder const&) = delete;
-    TemporaryFolder& operator=(TemporaryFolder const&) = delete;
-
-    /// @return the path of a file in it
-    std::string file(std::string const& name) const { return (path_ / name).string(); }
-
-private:
-    std::filesystem::path path_;
-};
+#include "TemporaryFolder.h"
 
 std::string readFile(std::string const& path);
 void writeFile(std::string const& path, std::string const& text);

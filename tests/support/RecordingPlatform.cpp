@@ -1,7 +1,5 @@
 #include "RecordingPlatform.h"
 
-#include <pthread.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -12,8 +10,6 @@
 #include <iterator>
 #include <ostream>
 #include <utility>
-
-#include "csp/ltGuard.h"
 
 namespace recording {
 
@@ -216,14 +212,6 @@ std::int32_t frameLmqIOServiceRegisterMessageHandlerFunction(void* ioModule,
 }
 }
 
-ltGuard::ltGuard(pthread_mutex_t* mutex) : mutex_(mutex) {
-    pthread_mutex_lock(mutex_);
-}
-
-ltGuard::~ltGuard() {
-    pthread_mutex_unlock(mutex_);
-}
-
 namespace frame {
 
 MsgIds MsgIds::none{{0xFFFFFFFF, 0xFFFFFFFF}};
@@ -263,28 +251,6 @@ std::int32_t Process::startAppMembersSync(ApplicationArrayFactory factory) {
     return recording::bringUp(*member);
 }
 
-// The interface takes these by value.
-// NOLINTBEGIN(performance-unnecessary-value-param)
-
-AbstractProcessMember::~AbstractProcessMember() = default;
-
-AbstractComponent::AbstractComponent() = default;
-AbstractComponent::~AbstractComponent() = default;
-std::int32_t AbstractComponent::attachProcess(Process /*process*/) {
-    return 0;
-}
-std::int32_t AbstractComponent::detachProcess() {
-    return 0;
-}
-std::int32_t AbstractComponent::setupDone() {
-    return performSetupDone();
-}
-std::int32_t AbstractComponent::start() {
-    return performStarting();
-}
-std::int32_t AbstractComponent::stop() {
-    return performStopping();
-}
 std::int32_t AbstractComponent::performSetupDone() {
     return recording::note("performSetupDone", &Platform::setupDoneResult);
 }
@@ -293,25 +259,6 @@ std::int32_t AbstractComponent::performStarting() {
 }
 std::int32_t AbstractComponent::performStopping() {
     return recording::note("performStopping", &Platform::stoppingResult);
-}
-std::string AbstractComponent::getServiceId() const {
-    return serviceName_;
-}
-std::int32_t AbstractComponent::handleEvent(MsgIds& /*msgIds*/,
-                                            boost::shared_ptr<EventEntry> /*event*/) {
-    return 0;
-}
-std::int32_t AbstractComponent::registerEventHandler(std::uint32_t /*eventId*/,
-                                                     EventReceiver* /*handler*/) {
-    return 0;
-}
-std::int32_t AbstractComponent::unregisterEventHandler(std::uint32_t /*eventId*/,
-                                                       EventReceiver* /*handler*/) {
-    return 0;
-}
-void AbstractComponent::setServiceName(std::string const& name) {
-    Access const access;
-    serviceName_ = name;
 }
 std::int32_t AbstractComponent::registerInterface(void* interface, std::string const& name) {
     Access const access;
@@ -327,47 +274,6 @@ std::int32_t AbstractComponent::unregisterInterface(void* interface) {
                ? 0
                : -ENOENT;
 }
-pthread_mutex_t* AbstractComponent::mutex() {
-    return &mutex_;
-}
-
-AbstractApplication::~AbstractApplication() = default;
-std::int32_t AbstractApplication::deliverEvent(MsgIds& /*msgIds*/,
-                                               boost::shared_ptr<EventEntry> /*event*/) {
-    return 0;
-}
-std::int32_t AbstractApplication::deliverInternalEvent(MsgIds& /*msgIds*/,
-                                                       boost::shared_ptr<EventEntry> /*event*/) {
-    return 0;
-}
-std::int32_t AbstractApplication::postEvent(MsgIds& /*msgIds*/,
-                                            boost::shared_ptr<EventEntry> /*event*/) {
-    return 0;
-}
-std::int32_t AbstractApplication::postInternalEvent(MsgIds& /*msgIds*/,
-                                                    boost::shared_ptr<EventEntry> /*event*/) {
-    return 0;
-}
-std::int32_t AbstractApplication::scheduleEvents() {
-    return 0;
-}
-
-AbstractMarshallingImpl::AbstractMarshallingImpl(CouplingMode mode) {
-    Access const access;
-    if (mode != kDefaultCoupling) access->misuses.emplace_back("unknown coupling mode");
-}
-AbstractMarshallingImpl::~AbstractMarshallingImpl() = default;
-void AbstractMarshallingImpl::setLmqIOModule(void* ioModule) {
-    lmqIOModule_ = ioModule;
-}
-void* AbstractMarshallingImpl::lmqIOModule() const {
-    return lmqIOModule_;
-}
-void AbstractMarshallingImpl::onIOConnectionConnected() {}
-void AbstractMarshallingImpl::onIOConnectionConnectionFailed(int /*error*/) {}
-void AbstractMarshallingImpl::onIOConnectionDisconnected(int /*error*/) {}
-
-// NOLINTEND(performance-unnecessary-value-param)
 
 }  // namespace frame
 

@@ -1,10 +1,6 @@
 // The messages on the wire, against bytes that were made without the code.
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <array>
 #include <boost/make_shared.hpp>
@@ -12,13 +8,13 @@
 #include <fstream>
 #include <map>
 #include <semaphore>
-#include <span>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "desktop/framework.h"
 #include "frame/Process.h"
+#include "LocalSocket.h"
 #include "RecordingClient.h"
 #include "sound/Proxy.h"
 
@@ -44,16 +40,6 @@ std::map<std::string, std::string> readVectors() {
     return vectors;
 }
 
-std::string toHex(std::span<unsigned char const> bytes) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    std::string text;
-    for (unsigned const byte : bytes) {
-        text += kDigits[byte >> 4];
-        text += kDigits[byte & 0xF];
-    }
-    return text;
-}
-
 Bytes fromHex(std::string const& text) {
     Bytes bytes;
     for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
@@ -65,32 +51,14 @@ Bytes fromHex(std::string const& text) {
 /// A service that knows the wire format and nothing else.
 class RawService {
 public:
-    RawService() : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-        timeval const limit{10, 0};
-        ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        ::bind(socket_, reinterpret_cast<sockaddr*>(&address), size);
-        ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size);
-        auto const text = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
-        ::setenv("LMQR2_UDPHOST", text.c_str(), 1);
-    }
-    ~RawService() { ::close(socket_); }
-    RawService(RawService const&) = delete;
-    RawService& operator=(RawService const&) = delete;
+    RawService() { ::setenv("LMQR2_UDPHOST", socket_.address().c_str(), 1); }
 
     /// Waits for the next command, seeing to everything before it.
     /// @return what follows its header; empty when none came
     Bytes receive() {
         while (true) {
-            Bytes datagram(65507);
-            socklen_t size = sizeof client_;
-            auto const length = ::recvfrom(socket_, datagram.data(), datagram.size(), 0,
-                                           reinterpret_cast<sockaddr*>(&client_), &size);
-            if (length < static_cast<ssize_t>(kHeaderSize)) return {};
-            datagram.resize(static_cast<std::size_t>(length));
+            Bytes const datagram = socket_.receive(client_);
+            if (datagram.size() < kHeaderSize) return {};
             std::copy_n(datagram.begin() + 8, session_.size(), session_.begin());
             bool const isNext = datagram[5] == kData && datagram[19] == expected_;
             if (isNext) ++expected_;
@@ -109,12 +77,11 @@ private:
         datagram.insert(datagram.end(), session_.begin(), session_.end());
         datagram.insert(datagram.end(), {0, 0, 0, number, 0, 0, 0, expected_, 0, 0, 0, 100});
         datagram.insert(datagram.end(), message.begin(), message.end());
-        ::sendto(socket_, datagram.data(), datagram.size(), 0,
-                 reinterpret_cast<sockaddr const*>(&client_), sizeof client_);
+        socket_.send(client_, datagram);
     }
 
-    int socket_;
-    sockaddr_in client_{};
+    LocalSocket socket_;
+    std::string client_;
     std::array<unsigned char, 8> session_{};
     unsigned char expected_ = 0;
     unsigned char number_ = 0;
@@ -149,15 +116,15 @@ TEST(WireTest, EveryMessageHasTheBytesOfItsVectorAndIsReadFromThem) {
     auto const vectors = readVectors();
     RawService service;
     ASSERT_EQ(frame::Process::getInstance().startAppMembersSync(&createKnownProxy), 0);
-    std::map<std::string, std::string> sent;
+    std::map<std::string, Bytes> sent;
     std::thread serving([&] {
-#define AUDVIK_COMMAND(NAME, ...) sent["cmd" #NAME] = toHex(service.receive());
+#define AUDVIK_COMMAND(NAME, ...) sent["cmd" #NAME] = service.receive();
 #include "sound/messages.def"
     });
 #define AUDVIK_COMMAND(NAME, ...) sendFilled(&sound::ServiceInterface::cmd##NAME);
 #include "sound/messages.def"
     serving.join();
-    for (auto const& [name, bytes] : sent) EXPECT_EQ(bytes, vectors.at(name)) << name;
+    for (auto const& [name, bytes] : sent) EXPECT_EQ(bytes, fromHex(vectors.at(name))) << name;
 
     auto const expect = [&](std::string const& name, char const* description) {
         std::vector<sound::Received> received;

@@ -1,9 +1,9 @@
-// The bases of a component. The desktop has no events, so that their operations refuse.
+// What the bases of a component do on their own. The desktop has no events, so that their
+// operations refuse.
 
 #include <cerrno>
 
 #include "frame/AbstractMarshallingImpl.h"
-#include "InterfaceRegistry.h"
 
 // The interface fixes that events are passed by value.
 // NOLINTBEGIN(performance-unnecessary-value-param)
@@ -32,15 +32,6 @@ std::int32_t AbstractComponent::start() {
 std::int32_t AbstractComponent::stop() {
     return performStopping();
 }
-std::int32_t AbstractComponent::performSetupDone() {
-    return 0;
-}
-std::int32_t AbstractComponent::performStarting() {
-    return 0;
-}
-std::int32_t AbstractComponent::performStopping() {
-    return 0;
-}
 
 std::string AbstractComponent::getServiceId() const {
     return serviceName_;
@@ -63,16 +54,6 @@ std::int32_t AbstractComponent::unregisterEventHandler(std::uint32_t /*eventId*/
 
 void AbstractComponent::setServiceName(std::string const& name) {
     serviceName_ = name;
-}
-
-std::int32_t AbstractComponent::registerInterface(void* interface, std::string const& name) {
-    if (interface == nullptr || name.empty()) return -EINVAL;
-    desktop::InterfaceRegistry::instance().add(interface, name);
-    return 0;
-}
-
-std::int32_t AbstractComponent::unregisterInterface(void* interface) {
-    return desktop::InterfaceRegistry::instance().remove(interface) ? 0 : -ENOENT;
 }
 
 pthread_mutex_t* AbstractComponent::mutex() {

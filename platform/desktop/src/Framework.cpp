@@ -231,4 +231,15 @@ std::int32_t Process::startAppMembersSync(ApplicationArrayFactory factory) {
     return desktop::Framework::instance().start(factory);
 }
 
+// What happens at a component's stations when it adds nothing.
+std::int32_t AbstractComponent::performSetupDone() {
+    return 0;
+}
+std::int32_t AbstractComponent::performStarting() {
+    return 0;
+}
+std::int32_t AbstractComponent::performStopping() {
+    return 0;
+}
+
 }  // namespace frame

@@ -1,8 +1,10 @@
 #include "InterfaceRegistry.h"
 
 #include <algorithm>
+#include <cerrno>
 
 #include "desktop/framework.h"
+#include "frame/AbstractMarshallingImpl.h"
 
 namespace desktop {
 
@@ -37,3 +39,17 @@ void* findInterface(std::string const& name) {
 }
 
 }  // namespace desktop
+
+namespace frame {
+
+std::int32_t AbstractComponent::registerInterface(void* interface, std::string const& name) {
+    if (interface == nullptr || name.empty()) return -EINVAL;
+    desktop::InterfaceRegistry::instance().add(interface, name);
+    return 0;
+}
+
+std::int32_t AbstractComponent::unregisterInterface(void* interface) {
+    return desktop::InterfaceRegistry::instance().remove(interface) ? 0 : -ENOENT;
+}
+
+}  // namespace frame

@@ -1,0 +1,69 @@
+/// @file
+/// Datagrams of any content, and free ports.
+#pragma once
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+/// A UDP socket at a free port of the loopback address. Addresses are "127.0.0.1:port".
+class LocalSocket {
+public:
+    LocalSocket() {
+        auto local = socketAddress("127.0.0.1:0");
+        socklen_t size = sizeof local;
+        auto* const generic = reinterpret_cast<sockaddr*>(&local);
+        if (::bind(socket_, generic, size) != 0 || ::getsockname(socket_, generic, &size) != 0) {
+            throw std::runtime_error("there is no free port");
+        }
+        address_ = toText(local);
+        timeval const limit{10, 0};
+        ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    }
+    ~LocalSocket() { ::close(socket_); }
+    LocalSocket(LocalSocket const&) = delete;
+    LocalSocket& operator=(LocalSocket const&) = delete;
+
+    std::string const& address() const { return address_; }
+
+    void send(std::string const& to, std::vector<std::uint8_t> const& bytes) const {
+        auto const peer = socketAddress(to);
+        ::sendto(socket_, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr const*>(&peer),
+                 sizeof peer);
+    }
+
+    /// @param from  set to the sender's address
+    /// @return the next datagram; empty when none comes within ten seconds
+    std::vector<std::uint8_t> receive(std::string& from) const {
+        std::vector<std::uint8_t> bytes(65536);
+        sockaddr_in peer{};
+        socklen_t size = sizeof peer;
+        auto const length = ::recvfrom(socket_, bytes.data(), bytes.size(), 0,
+                                       reinterpret_cast<sockaddr*>(&peer), &size);
+        bytes.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
+        from = toText(peer);
+        return bytes;
+    }
+
+private:
+    static sockaddr_in socketAddress(std::string const& text) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        auto const port = std::stoi(text.substr(text.find(':') + 1));
+        address.sin_port = htons(static_cast<std::uint16_t>(port));
+        return address;
+    }
+    static std::string toText(sockaddr_in const& address) {
+        return "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+    }
+
+    int socket_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    std::string address_;
+};
