@@ -21,6 +21,18 @@ if(AUDVIK_DESKTOP)
   list(APPEND header_folders platform/desktop/include)
 endif()
 
+# Compresses a file as Debian wants documents, into the path that @p result is set to.
+function(audvik_compress file result)
+  find_program(GZIP gzip REQUIRED)
+  cmake_path(GET file FILENAME name)
+  set(compressed ${PROJECT_BINARY_DIR}/compressed/${name}.gz)
+  file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/compressed)
+  execute_process(COMMAND ${GZIP} -9 --no-name --stdout ${PROJECT_SOURCE_DIR}/${file}
+    OUTPUT_FILE ${compressed} COMMAND_ERROR_IS_FATAL ANY)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${file})
+  set(${result} ${compressed} PARENT_SCOPE)
+endfunction()
+
 install(TARGETS ${targets} EXPORT audvik-targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
@@ -30,8 +42,11 @@ foreach(folder IN LISTS header_folders)
 endforeach()
 
 if(AUDVIK_DESKTOP)
-  install(TARGETS audvik-capture sound-service soundctl COMPONENT tools)
-  install(DIRECTORY docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  foreach(tool IN ITEMS audvik-capture sound-service soundctl)
+    install(TARGETS ${tool} COMPONENT tools)
+    audvik_compress(docs/man/${tool}.1 manual_page)
+    install(FILES ${manual_page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  endforeach()
   install(FILES ${PROJECT_BINARY_DIR}/completion/soundctl
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
   install(FILES ${PROJECT_BINARY_DIR}/completion/_soundctl

@@ -3,7 +3,7 @@
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME audvik)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
-set(CPACK_PACKAGE_CONTACT "audvik developers <audvik@localhost>")
+set(CPACK_PACKAGE_CONTACT "audvik developers <developers@audvik.example>")
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
@@ -31,29 +31,36 @@ set(same_version "(= ${PROJECT_VERSION})")
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libaudvik)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_LIST_DIR}/debian/triggers)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "${runtime_needs}")
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "what a TV is playing, and control of its sound service
- The audio data agent and the sound service's proxy, for a host process, and
- the desktop platform to run them on a PC.")
+The audio data agent and the sound service's proxy, for a host process, and
+the desktop platform to run them on a PC.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libaudvik-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "libaudvik ${same_version}, libboost1.81-dev, libstdc++-12-dev | libstdc++-dev")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "headers and build files for audvik
- What is needed to build programs that use libaudvik.so, in C or C++.")
+What is needed to build programs that use libaudvik.so, in C or C++.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME audvik-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION sound)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libaudvik ${same_version}")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "programs for a TV's sound interface
- A sound service to develop against, a recorder of what is playing, and a
- command-line client for every command and notification.")
+A sound service to develop against, a recorder of what is playing, and a
+command-line client for every command and notification.")
 
-# Each package says under what terms it may be used.
+# Each package says under what terms it may be used, and what is new.
+file(STRINGS cmake/debian/changelog newest LIMIT_COUNT 1)
+if(NOT newest MATCHES "^audvik \\(${PROJECT_VERSION}\\)")
+  message(FATAL_ERROR "cmake/debian/changelog begins with \"${newest}\", and not with an entry for "
+    "version ${PROJECT_VERSION}; add one")
+endif()
+audvik_compress(cmake/debian/changelog changelog)
 foreach(name IN ITEMS runtime development tools)
   string(TOUPPER ${name} upper)
-  install(FILES cmake/copyright COMPONENT ${name}
+  install(FILES cmake/debian/copyright ${changelog} COMPONENT ${name}
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
 endforeach()
 
