@@ -21,18 +21,18 @@ endif()
 # another machine where its cross compiler has them, but knows only this machine's packages, so the
 # few that the library and the tools need are named there.
 if(CMAKE_CROSSCOMPILING)
-  set(runtime_needs "libc6, libgcc-s1, libstdc++6")
+  set(needs "libc6 (>= 2.34), libgcc-s1, libstdc++6 (>= 12)")
+  set(comma ", ")
 else()
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
-  set(runtime_needs "")
 endif()
 set(same_version "(= ${PROJECT_VERSION})")
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libaudvik)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_LIST_DIR}/debian/triggers)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "${runtime_needs}")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "${needs}")
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "what a TV is playing, and control of its sound service
 The audio data agent and the sound service's proxy, for a host process, and
 the desktop platform to run them on a PC.")
@@ -46,7 +46,7 @@ What is needed to build programs that use libaudvik.so, in C or C++.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME audvik-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION sound)
-set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libaudvik ${same_version}")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libaudvik ${same_version}${comma}${needs}")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "programs for a TV's sound interface
 A sound service to develop against, a recorder of what is playing, and a
 command-line client for every command and notification.")

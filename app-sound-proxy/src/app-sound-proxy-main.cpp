@@ -63,14 +63,7 @@ public:
     OutgoingRecord& operator=(OutgoingRecord const&) = delete;
 
     /// Frees the copies that were made, the last one first.
-    ~OutgoingRecord() {
-        packing::visitStringsBackwards(
-            packing::TypeList<Types...>{}, 0, [this](std::size_t offset) {
-                cspDeserString_t reference;
-                std::memcpy(&reference, record_.bytes.data() + offset, sizeof reference);
-                std::free(reference.characters);
-            });
-    }
+    ~OutgoingRecord() { packing::freeStrings(packing::TypeList<Types...>{}, record_.bytes.data()); }
 
     /// @return false when there is no memory for the copy of a bare string
     bool pack(Types const&... arguments) {

@@ -4,8 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <tuple>
 #include <utility>
 
@@ -61,12 +59,7 @@ public:
             arguments);
     }
     ~PackedArguments() {
-        packing::visitStringsBackwards(
-            packing::TypeList<Types...>{}, 0, [this](std::size_t offset) {
-                cspDeserString_t reference;
-                std::memcpy(&reference, record_.bytes.data() + offset, sizeof reference);
-                std::free(reference.characters);
-            });
+        packing::freeStrings(packing::TypeList<Types...>{}, record_.bytes.data());
     }
     PackedArguments(PackedArguments const&) = delete;
     PackedArguments& operator=(PackedArguments const&) = delete;

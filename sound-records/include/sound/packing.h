@@ -325,33 +325,34 @@ inline constexpr auto kEntries = []<class... Fields>(TypeList<Fields...>) {
     return entries;
 }(Types{});
 
-/// Calls @p visit with the packed offset of each string in consecutive fields of these types,
-/// which begin at @p offset, from the last string to the first.
-template <class... Types, class Visit>
-void visitStringsBackwards(TypeList<Types...> /*fields*/, std::size_t offset, Visit const& visit);
+/// Frees the string copies that consecutive packed fields of these types refer to, the last one
+/// first.
+template <class... Types>
+void freeStrings(TypeList<Types...> fields, unsigned char const* packed);
 
-template <class Type, class Visit>
-void visitFieldStringsBackwards(std::size_t offset, Visit const& visit) {
+template <class Type>
+void freeStringsOfField(unsigned char const* packed) {
     if constexpr (std::is_same_v<Type, std::string>) {
-        visit(offset);
+        cspDeserString_t reference;
+        std::memcpy(&reference, packed, sizeof reference);
+        std::free(reference.characters);
     } else if constexpr (kIsArray<Type>) {
         using Element = typename Type::value_type;
         for (std::size_t i = std::tuple_size_v<Type>; i-- > 0;) {
-            visitFieldStringsBackwards<Element>(offset + i * packedWidth<Element>(), visit);
+            freeStringsOfField<Element>(packed + i * packedWidth<Element>());
         }
     } else if constexpr (Record<Type>) {
-        visitStringsBackwards(Members<Type>{}, offset, visit);
+        freeStrings(Members<Type>{}, packed);
     }
 }
 
-template <class... Types, class Visit>
-void visitStringsBackwards(TypeList<Types...> /*fields*/, std::size_t offset, Visit const& visit) {
+template <class... Types>
+void freeStrings(TypeList<Types...> /*fields*/, unsigned char const* packed) {
     constexpr std::size_t kCount = sizeof...(Types);
-    [&]<std::size_t... kIndices>(std::index_sequence<kIndices...>) {
+    [packed]<std::size_t... kIndices>(std::index_sequence<kIndices...>) {
         // The operands of a comma fold run from left to right: index 0 stands for the last field.
-        (visitFieldStringsBackwards<
-             std::tuple_element_t<kCount - 1 - kIndices, std::tuple<Types...>>>(
-             offset + Layout<TypeList<Types...>>::kPacked[kCount - 1 - kIndices], visit),
+        (freeStringsOfField<std::tuple_element_t<kCount - 1 - kIndices, std::tuple<Types...>>>(
+             packed + Layout<TypeList<Types...>>::kPacked[kCount - 1 - kIndices]),
          ...);
     }
     (std::make_index_sequence<kCount>{});
