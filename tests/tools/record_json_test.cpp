@@ -12,9 +12,9 @@ using tools::Json;
 
 /// What refusing the arguments says.
 template <class... Types>
-std::string refusalOf(char const* json) {
+std::string refusalOf(std::string const& json) {
     try {
-        argumentsFromJson<Types...>(Json::parse(json));
+        argumentsFromJson<Types...>(tools::parseJson(json));
     } catch (tools::FieldError const& error) {
         return error.what();
     }
@@ -88,6 +88,8 @@ TEST(RecordJson, RefusalsNameTheFieldTheValueAndWhatIsAccepted) {
               "field3: there is no such field, only field1 to field2");
     EXPECT_EQ(refusalOf<std::string>(R"({"field1": 18446744073709551615})"),
               "field1: 18446744073709551615 is not a string");
+    EXPECT_EQ(refusalOf<soundParams_t>(std::string(300'000, '[')),
+              "the JSON is nested more than 32 levels deep");
     EXPECT_EQ(refusalOf<signed char>(R"({"field1": 18446744073709551615})"),
               "field1: 18446744073709551615 is not an int8 from -128 to 127");
     EXPECT_EQ(refusalOf<sound::DAPParamsIntValue_t>(R"({"field1": [0, "x"]})"),

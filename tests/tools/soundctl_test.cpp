@@ -255,5 +255,18 @@ TEST_F(Soundctl, CompletesNamesInBash) {
               "cmdInitAMPForExternalLS\n");
 }
 
+TEST_F(Soundctl, OffersNamesToZsh) {
+    writeFile(folder_.file("completion"), run({"completion", "zsh"}).output);
+    writeFile(folder_.file("script"),
+              "compdef() { }; _arguments() { print -r -- $@; state=arguments; }; words=(send)\n"
+              "source " +
+                  folder_.file("completion") + " && _soundctl\n");
+    std::string const command = "zsh -f " + folder_.file("script") + " > " + folder_.file("reply");
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    std::string const reply = readFile(folder_.file("reply"));
+    EXPECT_NE(reply.find("1:command:(cmdVolumeSet "), std::string::npos) << reply;
+    EXPECT_NE(reply.find(":notification:(onVolumeInfoNotify "), std::string::npos) << reply;
+}
+
 }  // namespace
 }  // namespace sound

@@ -92,6 +92,16 @@ void refuse(std::string const& path, std::string const& value, std::string const
                      " is not " + accepted);
 }
 
+Json parseJson(std::string const& text) {
+    // Whatever handles a value calls itself for each level: without a limit the stack overflows.
+    constexpr int kDeepest = 32;
+    return Json::parse(text, [](int depth, Json::parse_event_t /*event*/, Json& /*parsed*/) {
+        if (depth <= kDeepest) return true;
+        throw FieldError("the JSON is nested more than " + std::to_string(kDeepest) +
+                         " levels deep");
+    });
+}
+
 std::string toText(Json const& value) {
     return value.dump(-1, ' ', false, Json::error_handler_t::replace);
 }

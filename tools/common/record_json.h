@@ -23,6 +23,10 @@ public:
 [[noreturn]] void refuse(std::string const& path, std::string const& value,
                          std::string const& accepted);
 
+/// @throws Json::parse_error when the text is no JSON
+/// @throws FieldError when it is nested so deeply that no message can be meant
+Json parseJson(std::string const& text);
+
 /// A value as text on one line, for messages and output: bytes that are no UTF-8 are replaced.
 std::string toText(Json const& value);
 

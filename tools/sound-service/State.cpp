@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string_view>
 #include <vector>
@@ -46,7 +47,8 @@ void preset(State& state, std::string const& name, tools::Json const& arguments)
 tools::Json readJson(std::string const& path) {
     std::ifstream file(path);
     if (!file) throw std::runtime_error("cannot be read");
-    auto json = tools::Json::parse(file);
+    std::string const text{std::istreambuf_iterator<char>(file), {}};
+    auto json = tools::parseJson(text);
     if (json.is_object()) return json;
     throw std::runtime_error(R"(expected is an object like {"onMuteInfoNotify": {"field1": 1}})");
 }

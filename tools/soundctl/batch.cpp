@@ -34,7 +34,7 @@ Type take(tools::Json& object, char const* key, Type missing, char const* type) 
 
 /// @throws UsageError, tools::FieldError or a JSON exception that says what is wrong
 Step readStep(std::string const& text) {
-    tools::Json object = tools::Json::parse(text);
+    tools::Json object = tools::parseJson(text);
     if (!object.is_object()) throw UsageError("a line is an object like {\"command\": ...}");
     auto const command = take<std::string>(object, "command", "", "string");
     if (command.empty()) throw UsageError("\"command\" is missing, the command's name");

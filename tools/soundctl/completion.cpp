@@ -52,24 +52,20 @@ _soundctl() {
         '1:subcommand:(list send monitor batch completion)' '*::argument:->arguments'
     [[ $state == arguments ]] || return
     case $words[1] in
-        list) _arguments "1:pattern:($commands $notifications)";
-;
+        list) _arguments "1:pattern:($commands $notifications)" ;;
         send) _arguments '--json[arguments as JSON]:object:' \
             "--expect[notification to wait for]:notification:($notifications)" \
-            '--timeout[how long to wait]:time:' "1:command:($commands)" '*:value:' ;
-        ;
-        monitor) _arguments '--json[JSON lines]' "*:notification:($notifications)" ;
-        ;
-        batch) _arguments '1:file:_files' ;
-        ;
-        completion) _arguments '1:shell:(bash zsh)' ;
-        ;
-        esac
-        }
-        if
-            [[$funcstack [1] == _soundctl]];
-        then _soundctl "$@";
-        else compdef _soundctl soundctl; fi
+            '--timeout[how long to wait]:time:' "1:command:($commands)" '*:value:' ;;
+        monitor) _arguments '--json[JSON lines]' "*:notification:($notifications)" ;;
+        batch) _arguments '1:file:_files' ;;
+        completion) _arguments '1:shell:(bash zsh)' ;;
+    esac
+}
+if [[ $funcstack[1] == _soundctl ]]; then
+    _soundctl "$@"
+else
+    compdef _soundctl soundctl
+fi
 )~";
 
 template <class Messages>

@@ -13,7 +13,7 @@ namespace {
 
 tools::Json parse(std::string const& text) {
     try {
-        return tools::Json::parse(text);
+        return tools::parseJson(text);
     } catch (tools::Json::parse_error const& error) {
         throw UsageError(std::string("the arguments are no JSON: ") + error.what());
     }
