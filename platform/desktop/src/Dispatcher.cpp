@@ -29,8 +29,9 @@ char const* Dispatcher::deliver(std::span<std::uint8_t> message,
     auto const wire = message.subspan(kMessageHeaderSize);
     {
         std::lock_guard const lock(mutex_);
-        lastCalled_ = 0;
-        served_.clear();
+        lastTurn_ = 0;
+        called_.clear();
+        replacements_.clear();
     }
     frame::MsgMeta const meta{header.interfaceCode, header.messageId, msgIds};
     char const* wrong = nullptr;
@@ -48,13 +49,13 @@ char const* Dispatcher::deliver(std::span<std::uint8_t> message,
 std::optional<Dispatcher::Receiver> Dispatcher::takeNext(frameLmqMessageHeader_t const& header) {
     std::lock_guard const lock(mutex_);
     for (auto const& receiver : receivers_) {
-        if (receiver.number <= lastCalled_ || receiver.interfaceCode != header.interfaceCode ||
+        if (receiver.number <= lastTurn_ || receiver.interfaceCode != header.interfaceCode ||
             receiver.messageId != header.messageId || !contains(active_, receiver.owner)) {
             continue;
         }
-        bool const isReplacement = contains(served_, receiver.owner);
-        lastCalled_ = receiver.number;
-        if (isReplacement) continue;
+        lastTurn_ = receiver.number;
+        if (contains(replacements_, receiver.owner)) continue;
+        called_.push_back(receiver.owner);
         running_ = receiver.owner;
         runningThread_ = std::this_thread::get_id();
         return receiver;
@@ -83,10 +84,10 @@ void Dispatcher::exchange(Modules activate, Modules deactivate) {
     std::lock_guard const lock(mutex_);
     // What has reached those that go must not reach those that come, too.
     bool const wasServed =
-        std::any_of(receivers_.begin(), receivers_.end(), [&](auto const& receiver) {
-            return receiver.number == lastCalled_ && contains(deactivate, receiver.owner);
+        std::any_of(deactivate.begin(), deactivate.end(), [this](auto const* module) {
+            return contains(called_, module) || contains(replacements_, module);
         });
-    if (wasServed) served_.assign(activate.begin(), activate.end());
+    if (wasServed) replacements_.insert(replacements_.end(), activate.begin(), activate.end());
     std::erase_if(active_, [&](auto const* module) { return contains(deactivate, module); });
     std::erase_if(receivers_,
                   [&](auto const& receiver) { return contains(deactivate, receiver.owner); });

@@ -70,10 +70,11 @@ private:
 
     std::uint64_t added_ = 0;
 
-    // Of the message being delivered: the last receiver that was called, whose modules have had
-    // it, and those that came in place of such a one.
-    std::uint64_t lastCalled_ = 0;
-    std::vector<IoModule*> served_;
+    // Of the message being delivered: the last receiver whose turn it was, the modules that have
+    // had it, and those that came in place of such a one.
+    std::uint64_t lastTurn_ = 0;
+    std::vector<IoModule*> called_;
+    std::vector<IoModule*> replacements_;
 
     Bytes record_;  // of the delivery thread alone; a member lest each message allocate it
 };
