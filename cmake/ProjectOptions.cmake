@@ -28,3 +28,8 @@ if(AUDVIK_SANITIZE)
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${AUDVIK_SANITIZE})
 endif()
+
+# Where Debian keeps libraries of different machines apart, so are these.
+if(CMAKE_LIBRARY_ARCHITECTURE)
+  set(CMAKE_INSTALL_LIBDIR lib/${CMAKE_LIBRARY_ARCHITECTURE} CACHE PATH "Folder for libraries")
+endif()
