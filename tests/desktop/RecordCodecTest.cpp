@@ -86,15 +86,15 @@ TEST(RecordCodec, RecordWithoutEntriesTakesNoBytesAndArrivesAsZeros) {
 }
 
 TEST(RecordCodec, SaysWhatCannotBeSent) {
-    Bytes wire;
-    EXPECT_EQ(encodeRecord(kOuter, outerRecord(nullptr, 1).data(), 100, wire), -EINVAL);
     char text[] = "0123456789";
-    wire.clear();
-    EXPECT_EQ(encodeRecord(kOuter, outerRecord(text, 10).data(), 19, wire), -EMSGSIZE);
-    wire.clear();
-    EXPECT_EQ(encodeRecord(kOuter, outerRecord(text, 10).data(), 20, wire), 0);
-    wire.clear();
-    EXPECT_EQ(encodeRecord(kOuter, outerRecord(text, 0xFFFFFFFF).data(), 20, wire), -EMSGSIZE);
+    auto const encode = [](char* characters, std::uint32_t length, std::size_t limit) {
+        Bytes wire;
+        return encodeRecord(kOuter, outerRecord(characters, length).data(), limit, wire);
+    };
+    EXPECT_EQ(encode(nullptr, 1, 100), -EINVAL);
+    EXPECT_EQ(encode(text, 10, 19), -EMSGSIZE);
+    EXPECT_EQ(encode(text, 10, 20), 0);
+    EXPECT_EQ(encode(text, 0xFFFFFFFF, 20), -EMSGSIZE);
 }
 
 TEST(Datagram, HeaderSurvivesTheWireAndEveryDefectIsFound) {

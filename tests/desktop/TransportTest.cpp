@@ -1,5 +1,4 @@
 #include <numeric>
-#include <system_error>
 
 #include "Datagram.h"
 #include "test_support.h"

@@ -15,7 +15,6 @@
 #include <thread>
 #include <vector>
 
-#include "csp/debug.h"
 #include "desktop/framework.h"
 #include "desktop/Service.h"
 #include "frame/AbstractMarshallingImpl.h"

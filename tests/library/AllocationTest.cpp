@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
-#include <stdexcept>
 
 #include "audvik/audvik.h"
 #include "LibraryTest.h"

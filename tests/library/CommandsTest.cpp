@@ -1,30 +1,10 @@
 // What a command puts on the transport.
-#include <tuple>
-
+#include "call_filled.h"
 #include "LibraryTest.h"
 
 namespace {
 
 using testing::ElementsAre;
-
-template <class... Arguments>
-using Command = std::int32_t (sound::ServiceInterface::*)(frame::MsgIds&,
-                                                          frame::TransportInfo const&,
-                                                          Arguments...);
-
-/// Calls a command with an argument that is filled for the pass.
-template <class... Arguments>
-std::int32_t callFilled(Command<Arguments...> command, sound::ServiceInterface& service,
-                        frame::MsgIds& msgIds, unsigned pass) {
-    std::tuple<std::decay_t<Arguments>...> values;
-    return std::apply(
-        [&](auto&... value) {
-            [[maybe_unused]] unsigned n = 0;
-            (fill(value, pass, n), ...);
-            return (service.*command)(msgIds, frame::TransportInfo{{pass}}, value...);
-        },
-        values);
-}
 
 struct ExpectedCommand {
     char const* name;

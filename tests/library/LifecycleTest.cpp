@@ -1,5 +1,6 @@
 // The proxy's factory and what the framework has it do.
 #include <cstdlib>
+#include <tuple>
 
 #include "LibraryTest.h"
 
@@ -45,29 +46,24 @@ TEST_F(LifecycleTest, setUpPublishesTheServiceInterface) {
     EXPECT_THAT(platform().log, ElementsAre(called("performSetupDone")));
 }
 
-TEST_F(LifecycleTest, failedSetUpOfTheBasePublishesNothing) {
+TEST_F(LifecycleTest, failedSetUpIsReportedAndMayBeTriedAgain) {
     auto const proxy = create();
-    platform().log.clear();
-    platform().setupDoneResult = -3;
-    EXPECT_EQ(proxy->performSetupDone(), -3);
-    EXPECT_THAT(platform().calls, ElementsAre("performSetupDone"));
-    EXPECT_THAT(platform().log,
-                ElementsAre(called("performSetupDone"),
-                            proxyLine(kCspDebugWarning, "performSetupDone",
-                                      "Parent class performSetupDone() returned -3.\n")));
-    platform().setupDoneResult = 0;
+    for (auto const& [base, registration, text] :
+         {std::tuple{-3, 0, "Parent class performSetupDone() returned -3.\n"},
+          {0, -1, "Unable to register interface: -1.\n"}}) {
+        platform().log.clear();
+        platform().setupDoneResult = base;
+        platform().registerInterfaceResult = registration;
+        EXPECT_EQ(proxy->performSetupDone(), base + registration);
+        EXPECT_EQ(platform().service(), nullptr);
+        EXPECT_EQ(platform().calls.back() == "performSetupDone", base < 0) << "no registration";
+        EXPECT_THAT(platform().log,
+                    ElementsAre(called("performSetupDone"),
+                                proxyLine(kCspDebugWarning, "performSetupDone", text)));
+    }
+    platform().registerInterfaceResult = 0;
     EXPECT_EQ(proxy->performSetupDone(), 0);
     EXPECT_EQ(platform().service(), proxy.get());
-}
-
-TEST_F(LifecycleTest, refusedPublicationIsReported) {
-    auto const proxy = create();
-    platform().log.clear();
-    platform().registerInterfaceResult = -1;
-    EXPECT_EQ(proxy->performSetupDone(), -1);
-    EXPECT_THAT(platform().log, ElementsAre(called("performSetupDone"),
-                                            proxyLine(kCspDebugWarning, "performSetupDone",
-                                                      "Unable to register interface: -1.\n")));
 }
 
 TEST_F(LifecycleTest, startingAndStoppingPassTheBasesVerdictOn) {

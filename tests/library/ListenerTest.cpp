@@ -87,10 +87,6 @@ protected:
                                                               length);
     }
 
-    static void expectLog(std::string const& text) {
-        EXPECT_THAT(platform().log, ElementsAre(errorLine("readDataFromPipe", text)));
-    }
-
     std::string pipe_;
     std::ptrdiff_t descriptors_ = 0;
 };
@@ -131,28 +127,23 @@ TEST_F(ReadingTest, openingWaitsForTheService) {
     EXPECT_EQ(blocks_.at(0).bytes, samples(300));
 }
 
-TEST_F(ReadingTest, aLargerBlockIsRefusedUnopened) {
-    EXPECT_EQ(notify("/no/such/pipe", 16385), 0);
-    expectLog("the dataLen[16385] is error\n");
-    platform().log.clear();
-    EXPECT_EQ(notify("/no/such/pipe", 0xFFFFFFFF), 0);
-    expectLog("the dataLen[-1] is error\n");
-    EXPECT_THAT(blocks_, IsEmpty());
-}
-
-TEST_F(ReadingTest, aPipeThatDoesNotOpenIsReported) {
-    EXPECT_EQ(notify("", 100), 0);
-    expectLog("open failed errno=2\n");
-    platform().log.clear();
-    EXPECT_EQ(notify(pipe_ + "/below", 100), 0);
-    expectLog("open failed errno=20\n");
-    EXPECT_THAT(blocks_, IsEmpty());
-}
-
-TEST_F(ReadingTest, aReadErrorIsReportedOnce) {
-    EXPECT_EQ(notify(folder_.file(""), 100), -1);
-    expectLog("read failed errno=21\n");
-    EXPECT_THAT(pauses, ElementsAre(1000));
+TEST_F(ReadingTest, whatCannotBeReadIsReportedOnceAndDeliversNothing) {
+    struct {
+        std::string path;
+        std::uint32_t length;
+        std::int32_t result;
+        char const* text;
+    } const cases[] = {{"/no/such/pipe", 16385, 0, "the dataLen[16385] is error\n"},
+                       {"/no/such/pipe", 0xFFFFFFFF, 0, "the dataLen[-1] is error\n"},
+                       {"", 100, 0, "open failed errno=2\n"},
+                       {pipe_ + "/below", 100, 0, "open failed errno=20\n"},
+                       {folder_.file(""), 100, -1, "read failed errno=21\n"}};
+    for (auto const& [path, length, result, text] : cases) {
+        platform().log.clear();
+        EXPECT_EQ(notify(path, length), result);
+        EXPECT_THAT(platform().log, ElementsAre(errorLine("readDataFromPipe", text)));
+    }
+    EXPECT_THAT(pauses, ElementsAre(1000)) << "only before the second read";
     EXPECT_THAT(blocks_, IsEmpty());
 }
 

@@ -165,26 +165,22 @@ TEST_F(ServiceTest, ATakenPortIsNamed) {
                                     "LMQR2_UDPHOST\n");
 }
 
-struct BadFile {
-    char const* name;
-    char const* complaint;
-    std::string content;
-};
-
 TEST_F(ServiceTest, AFileThatCannotBePlayedIsRefusedInOneLine) {
     std::string const header("RIFF\x2C\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0\x80\x3E\0\0",
                              32);
-    std::string const format16("\2\0\x10\0", 4);
-    std::string const format8("\1\0\x08\0", 4);
-    BadFile const kFiles[] = {
-        {"empty.wav", "empty", ""},
-        {"text.wav", "", "This is no sound."},
-        {"eight-bit.wav", "16-bit",
-         header + format8 + std::string("data\x08\0\0\0", 8) + "01234567"},
-        {"no-samples.wav", "no samples", header + format16 + std::string("data\0\0\0\0", 8)},
-        {"truncated.wav", "truncated",
-         header + format16 + std::string("data\x08\0\0\0", 8) + "0123"},
-        {"truncated-header.wav", "", header}};
+    std::string const format16("\2\0\x10\0data\x08\0\0\0", 12);
+    std::string const format8("\1\0\x08\0data\x08\0\0\0", 12);
+    std::string const noData("\2\0\x10\0data\0\0\0\0", 12);
+    struct {
+        char const* name;
+        char const* complaint;
+        std::string content;
+    } const kFiles[] = {{"empty.wav", "empty", ""},
+                        {"text.wav", "", "This is no sound."},
+                        {"eight-bit.wav", "16-bit", header + format8 + "01234567"},
+                        {"no-samples.wav", "no samples", header + noData},
+                        {"truncated.wav", "truncated", header + format16 + "0123"},
+                        {"truncated-header.wav", "", header}};
     TemporaryFolder const folder;
     auto const expectRefusal = [](std::string const& path, std::string const& complaint) {
         Program service({AUDVIK_SOUND_SERVICE, path});

@@ -147,6 +147,9 @@ TEST_F(Soundctl, RefusesWhatIsWrongWithStatusTwoBeforeAnythingIsSent) {
     };
     std::array const cases{
         Case{{"send", "cmdVolumSet"}, "did you mean cmdVolumeSet?"},
+        Case{{"send", "cmdMuteAPM"}, "did you mean cmdMuteAMP?"},
+        Case{{"send", "CMDMUTESET"}, "did you mean cmdMuteSet?"},
+        Case{{"send", "VolumeSet"}, "did you mean cmdVolumeSet?"},
         Case{{"send", "cmdVolumeSet", "--expect", "onVolumInfoNotify"}, "onVolumeInfoNotify?"},
         Case{{"monitor", "onMuteInfo"}, "did you mean onMuteInfoNotify?"},
         Case{{"send", "cmdVolumeSet", "1", "x"}, "field2: \"x\" is not a uint32 from 0 to"},
@@ -234,17 +237,26 @@ TEST_F(Soundctl, BatchChecksAllLinesBeforeItSendsOne) {
     EXPECT_NE(failed.errors.find(file + ":2: no onMuteInfoNotify"), std::string::npos);
 }
 
-TEST_F(Soundctl, CompletesNamesInBash) {
-    writeFile(folder_.file("completion"), run({"completion", "bash"}).output);
-    auto const complete = [&](std::string const& words, int index) {
-        writeFile(folder_.file("script"), "source " + folder_.file("completion") +
-                                              "\nCOMP_WORDS=(" + words +
-                                              ") COMP_CWORD=" + std::to_string(index) +
-                                              "\n_soundctl\necho \"${COMPREPLY[*]}\"\n");
+class Completion : public Soundctl {
+protected:
+    /// Has a shell read its completion and then run a script.
+    /// @return what that prints
+    std::string runIn(std::string const& shell, std::string const& before,
+                      std::string const& script) {
+        writeFile(folder_.file("completion"), run({"completion", shell}).output);
+        writeFile(folder_.file("script"),
+                  before + "\nsource " + folder_.file("completion") + '\n' + script + '\n');
         std::string const command =
-            "bash " + folder_.file("script") + " > " + folder_.file("reply");
+            shell + ' ' + folder_.file("script") + " > " + folder_.file("reply");
         EXPECT_EQ(std::system(command.c_str()), 0);
         return readFile(folder_.file("reply"));
+    }
+};
+
+TEST_F(Completion, OffersNamesInBash) {
+    auto const complete = [this](std::string const& words, int index) {
+        return runIn("bash", "COMP_WORDS=(" + words + ") COMP_CWORD=" + std::to_string(index),
+                     "_soundctl; echo \"${COMPREPLY[*]}\"");
     };
     EXPECT_EQ(complete("soundctl se", 1), "send\n");
     EXPECT_EQ(complete("soundctl send cmdVol", 2), "cmdVolumeSet\n");
@@ -255,15 +267,10 @@ TEST_F(Soundctl, CompletesNamesInBash) {
               "cmdInitAMPForExternalLS\n");
 }
 
-TEST_F(Soundctl, OffersNamesToZsh) {
-    writeFile(folder_.file("completion"), run({"completion", "zsh"}).output);
-    writeFile(folder_.file("script"),
-              "compdef() { }; _arguments() { print -r -- $@; state=arguments; }; words=(send)\n"
-              "source " +
-                  folder_.file("completion") + " && _soundctl\n");
-    std::string const command = "zsh -f " + folder_.file("script") + " > " + folder_.file("reply");
-    ASSERT_EQ(std::system(command.c_str()), 0);
-    std::string const reply = readFile(folder_.file("reply"));
+TEST_F(Completion, OffersNamesInZsh) {
+    auto const reply = runIn(
+        "zsh", "compdef() { }; _arguments() { print -r -- $@; state=arguments; }; words=(send)",
+        "_soundctl");
     EXPECT_NE(reply.find("1:command:(cmdVolumeSet "), std::string::npos) << reply;
     EXPECT_NE(reply.find(":notification:(onVolumeInfoNotify "), std::string::npos) << reply;
 }

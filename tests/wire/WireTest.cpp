@@ -12,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include "call_filled.h"
 #include "desktop/framework.h"
 #include "frame/Process.h"
 #include "LocalSocket.h"
@@ -97,21 +98,6 @@ void** createKnownProxy() {
     return applications;
 }
 
-template <class... Parameters>
-void sendFilled(std::int32_t (sound::ServiceInterface::*command)(frame::MsgIds&,
-                                                                 frame::TransportInfo const&,
-                                                                 Parameters...)) {
-    std::tuple<std::remove_cvref_t<Parameters>...> arguments{};
-    unsigned n = 0;
-    std::apply([&n](auto&... each) { (fill(each, kPass, n), ...); }, arguments);
-    frame::MsgIds msgIds{{0x01020304, 0x05060708}};
-    std::apply(
-        [&](auto const&... each) {
-            EXPECT_EQ((proxy->*command)(msgIds, frame::TransportInfo{}, each...), 0);
-        },
-        arguments);
-}
-
 TEST(WireTest, EveryMessageHasTheBytesOfItsVectorAndIsReadFromThem) {
     auto const vectors = readVectors();
     RawService service;
@@ -121,7 +107,9 @@ TEST(WireTest, EveryMessageHasTheBytesOfItsVectorAndIsReadFromThem) {
 #define AUDVIK_COMMAND(NAME, ...) sent["cmd" #NAME] = service.receive();
 #include "sound/messages.def"
     });
-#define AUDVIK_COMMAND(NAME, ...) sendFilled(&sound::ServiceInterface::cmd##NAME);
+    frame::MsgIds msgIds{{0x01020304, 0x05060708}};
+#define AUDVIK_COMMAND(NAME, ...) \
+    EXPECT_EQ(callFilled(&sound::ServiceInterface::cmd##NAME, *proxy, msgIds, kPass), 0);
 #include "sound/messages.def"
     serving.join();
     for (auto const& [name, bytes] : sent) EXPECT_EQ(bytes, fromHex(vectors.at(name))) << name;
