@@ -10,12 +10,13 @@ include(GNUInstallDirs)
 set(headers ${CMAKE_INSTALL_INCLUDEDIR}/audvik)
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/audvik)
 
-target_include_directories(platform-headers INTERFACE $<INSTALL_INTERFACE:${headers}>)
+target_include_directories(framework-headers INTERFACE $<INSTALL_INTERFACE:${headers}>)
 target_include_directories(audvik INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 
-set(targets audvik sound-records platform-headers sound-records-headers sound-proxy-headers)
+set(targets audvik sound-records framework-headers sound-records-headers client-interface-headers
+  sound-proxy-headers)
 set(header_folders audvikACR/include/audvik app-sound-proxy/include sound-records/include
-  platform/include)
+  platform/framework/include platform/client-interface/include)
 if(AUDVIK_DESKTOP)
   list(APPEND targets frame-desktop sound-client-desktop platform-desktop)
   list(APPEND header_folders platform/desktop/include)

@@ -8,7 +8,7 @@
 
 #include "csp/ltGuard.h"
 #include "debug_line.h"
-#include "sound/messages.h"
+#include "sound/message_records.h"
 #include "sound/packing.h"
 #include "sound/Proxy.h"
 

@@ -1,4 +1,5 @@
 #include "Dispatcher.h"
+#include "MessageHeader.h"
 
 #include <gtest/gtest.h>
 
@@ -25,7 +26,7 @@ public:
                         },
                         this, &kEmpty});
     }
-    std::int32_t send(Link::Payload /*message*/, frame::TransportInfo const*) override { return 0; }
+    std::int32_t send(Payload /*message*/, frame::TransportInfo const*) override { return 0; }
 
     int count = 0;
     std::function<void()> react;

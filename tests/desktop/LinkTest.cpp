@@ -12,7 +12,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-Link::Payload payload(std::uint32_t number, std::size_t size = 4) {
+Payload payload(std::uint32_t number, std::size_t size = 4) {
     Bytes bytes(size);
     storeBig32(bytes.data(), number);
     return std::make_shared<Bytes const>(std::move(bytes));

@@ -1,6 +1,7 @@
 #include <numeric>
 
 #include "Datagram.h"
+#include "MessageHeader.h"
 #include "test_support.h"
 
 namespace desktop::test {

@@ -4,7 +4,8 @@
 
 #include "Datagram.h"
 #include "Link.h"
-#include "messages.h"
+#include "message_types.h"
+#include "MessageHeader.h"
 #include "RecordCodec.h"
 
 namespace {
@@ -65,6 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     exchange(header);
     if (header.kind != desktop::Kind::kData) return 0;
     auto const message = std::span(datagram).subspan(desktop::kHeaderSize);
+    if (desktop::checkMessageHeader(message) != nullptr) return 0;
     receive(desktop::decodeMessageHeader(message).header.messageId,
             message.subspan(desktop::kMessageHeaderSize));
     return 0;

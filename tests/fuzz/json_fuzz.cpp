@@ -5,7 +5,7 @@
 #include <iterator>
 #include <string>
 
-#include "messages.h"
+#include "message_types.h"
 #include "record_json.h"
 
 namespace {

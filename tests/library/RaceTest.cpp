@@ -5,7 +5,7 @@
 
 #include "desktop/test_support.h"
 #include "sound/ClientInterfaceListener.h"
-#include "sound/messages.h"
+#include "sound/message_records.h"
 #include "sound/Proxy.h"
 
 namespace {

@@ -251,13 +251,13 @@ std::int32_t Process::startAppMembersSync(ApplicationArrayFactory factory) {
     return recording::bringUp(*member);
 }
 
-std::int32_t AbstractComponent::performSetupDone() {
+std::int32_t AbstractMarshallingImpl::performSetupDone() {
     return recording::note("performSetupDone", &Platform::setupDoneResult);
 }
-std::int32_t AbstractComponent::performStarting() {
+std::int32_t AbstractMarshallingImpl::performStarting() {
     return recording::note("performStarting", &Platform::startingResult);
 }
-std::int32_t AbstractComponent::performStopping() {
+std::int32_t AbstractMarshallingImpl::performStopping() {
     return recording::note("performStopping", &Platform::stoppingResult);
 }
 std::int32_t AbstractComponent::registerInterface(void* interface, std::string const& name) {

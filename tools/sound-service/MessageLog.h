@@ -5,8 +5,8 @@
 #include <mutex>
 
 #include "fields.h"
-#include "frame/messages.h"
-#include "sound/messages.h"
+#include "frame/message_meta.h"
+#include "sound/message_records.h"
 
 namespace sound::service {
 

@@ -16,7 +16,7 @@
 #include <utility>
 #include <vector>
 
-#include "frame/messages.h"
+#include "frame/message_meta.h"
 #include "PipeBlock.h"
 #include "PipeDirectory.h"
 #include "Sound.h"

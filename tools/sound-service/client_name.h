@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "frame/messages.h"
+#include "frame/message_meta.h"
 
 namespace sound::service {
 

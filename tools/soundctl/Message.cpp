@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "errors.h"
-#include "sound/messages.h"
+#include "sound/message_records.h"
 #include "suggest.h"
 
 namespace sound::control {

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "frame/messages.h"
+#include "frame/message_meta.h"
 
 namespace desktop {
 
