@@ -1,8 +1,8 @@
 # What `cmake --install` puts where, and the Debian packages.
 #
-# Component `runtime` holds the shared libraries, `development` what builds against them, `tools`
-# the programs. Headers but audvik/audvik.h lie below include/audvik: names such as `sound` are
-# taken in /usr/include.
+# Component `runtime` holds the shared libraries, `development` what builds against them and its
+# documentation, `tools` the programs. Headers but audvik/audvik.h lie below include/audvik: names
+# such as `sound` are taken in /usr/include.
 
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
@@ -19,8 +19,17 @@ set(header_folders audvikACR/include/audvik app-sound-proxy/include sound-record
   platform/framework/include platform/client-interface/include)
 if(AUDVIK_DESKTOP)
   list(APPEND targets frame-desktop sound-client-desktop platform-desktop)
+  set(programs audvik-capture sound-service soundctl)
   list(APPEND header_folders platform/desktop/include)
 endif()
+
+# Builds what is installed, and no tests.
+add_custom_target(installed)
+add_dependencies(installed audvik sound-records ${programs})
+if(AUDVIK_DESKTOP)
+  add_dependencies(installed soundctl-completion)
+endif()
+set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
 
 # Compresses a file as Debian wants documents, into the path that @p result is set to.
 function(audvik_compress file result)
@@ -34,6 +43,17 @@ function(audvik_compress file result)
   set(${result} ${compressed} PARENT_SCOPE)
 endfunction()
 
+# Installs manual pages docs/man/<name>.<section>.
+function(audvik_install_manual component)
+  foreach(page IN LISTS ARGN)
+    audvik_compress(docs/man/${page} compressed)
+    cmake_path(GET page EXTENSION LAST_ONLY section)
+    string(REPLACE . man folder ${section})
+    install(FILES ${compressed} DESTINATION ${CMAKE_INSTALL_MANDIR}/${folder}
+      COMPONENT ${component})
+  endforeach()
+endfunction()
+
 install(TARGETS ${targets} EXPORT audvik-targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
@@ -42,12 +62,27 @@ foreach(folder IN LISTS header_folders)
   install(DIRECTORY ${folder}/ DESTINATION ${headers} COMPONENT development)
 endforeach()
 
+# `--strip` leaves the debug information of static libraries in.
+install(CODE "if(CMAKE_INSTALL_DO_STRIP)
+  execute_process(COMMAND ${CMAKE_STRIP} --strip-debug --remove-section=.comment
+    \$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libsound-records.a
+    COMMAND_ERROR_IS_FATAL ANY)
+endif()" COMPONENT development)
+
+audvik_install_manual(runtime audvik.7)
+audvik_install_manual(development audvik.3 audioCB_init.3 set_audioCallback.3)
+
+set(documents ${CMAKE_INSTALL_DATADIR}/doc/libaudvik-dev)
+foreach(document IN ITEMS wire-format porting footprint)
+  audvik_compress(docs/${document}.md compressed)
+  install(FILES ${compressed} DESTINATION ${documents} COMPONENT development)
+endforeach()
+install(DIRECTORY examples DESTINATION ${documents} COMPONENT development)
+
 if(AUDVIK_DESKTOP)
-  foreach(tool IN ITEMS audvik-capture sound-service soundctl)
-    install(TARGETS ${tool} COMPONENT tools)
-    audvik_compress(docs/man/${tool}.1 manual_page)
-    install(FILES ${manual_page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
-  endforeach()
+  install(TARGETS ${programs} COMPONENT tools)
+  list(TRANSFORM programs APPEND .1 OUTPUT_VARIABLE manual_pages)
+  audvik_install_manual(tools ${manual_pages})
   install(FILES ${PROJECT_BINARY_DIR}/completion/soundctl
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
   install(FILES ${PROJECT_BINARY_DIR}/completion/_soundctl
@@ -61,9 +96,12 @@ install(FILES ${PROJECT_BINARY_DIR}/audvik-config.cmake
   ${PROJECT_BINARY_DIR}/audvik-config-version.cmake
   DESTINATION ${package} COMPONENT development)
 
-# Relative, since packages go elsewhere than `cmake --install`.
-file(RELATIVE_PATH prefix_from_pc /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-configure_file(cmake/audvik.pc.in audvik.pc @ONLY)
+# Written when it is installed, since only then is the prefix known.
+install(CODE "set(libdir ${CMAKE_INSTALL_LIBDIR})
+set(includedir ${CMAKE_INSTALL_INCLUDEDIR})
+set(version ${PROJECT_VERSION})
+configure_file(${PROJECT_SOURCE_DIR}/cmake/audvik.pc.in ${PROJECT_BINARY_DIR}/audvik.pc @ONLY)"
+  COMPONENT development)
 install(FILES ${PROJECT_BINARY_DIR}/audvik.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 

@@ -5,7 +5,9 @@ set(CPACK_PACKAGE_NAME audvik)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_CONTACT "audvik developers <developers@audvik.example>")
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+# Staged by DESTDIR, so that files that say where they lie name the place where they will.
+set(CPACK_SET_DESTDIR ON)
+set(CPACK_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_COMPONENTS_ALL runtime development tools)
@@ -42,7 +44,9 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "libaudvik ${same_version}, libboost1.81-dev, libstdc++-12-dev | libstdc++-dev")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "headers and build files for audvik
-What is needed to build programs that use libaudvik.so, in C or C++.")
+What is needed to build programs that use libaudvik.so, in C or C++: headers,
+pkg-config and CMake files, manual pages and examples. Documents describe the
+wire format to the byte and how to put the library on a television.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME audvik-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION sound)
@@ -63,5 +67,7 @@ foreach(name IN ITEMS runtime development tools)
   install(FILES cmake/debian/copyright ${changelog} COMPONENT ${name}
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
 endforeach()
+install(FILES cmake/debian/libaudvik.lintian-overrides COMPONENT runtime
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME libaudvik)
 
 include(CPack)

@@ -10,6 +10,12 @@
  * @endcode
  *
  * No function lets a C++ exception out.
+ *
+ * To link: what `pkg-config --libs audvik` prints, which is -laudvik and, since the library names
+ * no platform as one that it needs, the platform's libraries; on a PC these are
+ * -lsound-client-desktop -lframe-desktop. With dlopen(), load libsound-client-desktop.so with
+ * RTLD_NOW | RTLD_GLOBAL first, then libaudvik.so. On a television it is the television's platform
+ * in both cases. audvik(3) has an example of each.
  */
 #ifndef AUDVIK_AUDVIK_H
 #define AUDVIK_AUDVIK_H

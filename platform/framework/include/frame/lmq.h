@@ -37,9 +37,25 @@ extern "C" {
 /// @param destination  whom to send to: null for the interface's usual peer
 /// @param table        describes @p record
 /// @param record       the packed record in host byte order, table->size bytes
-/// @return 0 or a positive value when the message is on its way; a negative errno value, within
-///         bounded time, when it is not: -EINVAL for a null handle, table or record,
-///         -ECONNREFUSED or -ETIMEDOUT when nobody listens, -EMSGSIZE when it is too large.
+/// @return 0 or a positive value when the message is on its way; else a negative errno value,
+///         within bounded time. At either end:
+///         - -EINVAL: a null handle, table or record, or a string with a length and no characters
+///         - -EMSGSIZE: it is larger than a message can be
+///         - -ENOMEM: memory ran out
+///
+///         A client's:
+///         - -ECONNREFUSED: nobody listens at the service's address
+///         - -ETIMEDOUT: the service does not answer, or has taken none of the messages that wait
+///           for it for too long
+///         - -ECONNRESET: the service went away, or forgot this process, while this message
+///           waited for room
+///         - -EAGAIN: there is no room, and a receiver must not wait for it, since only when it
+///           has returned the messages that make some are taken
+///         - -ESHUTDOWN: the framework has stopped
+///
+///         A service's:
+///         - -ENOTCONN: the destination is no client, or is one no longer
+///         - -EAGAIN: too many messages wait for that client
 std::int32_t frameLmqIOServiceSendStructure(void* ioModule, frame::MsgIds& msgIds,
                                             frameLmqMessageHeader_t const& header,
                                             frame::TransportInfo const* destination,
