@@ -77,7 +77,7 @@ namespace {
 
 using testing::IsEmpty;
 
-class AllocationTest : public ServiceTest {
+class AllocationTest : public ProxyTest {
 protected:
     /// The addresses of the strings in the last message, last one first.
     static std::vector<void const*> copiesBackwards() {

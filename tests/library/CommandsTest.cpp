@@ -23,7 +23,7 @@ ExpectedCommand const kCommands[] = {
 #include "expected_interface.def"
 };
 
-class CommandTest : public ServiceTest, public testing::WithParamInterface<ExpectedCommand> {};
+class CommandTest : public ProxyTest, public testing::WithParamInterface<ExpectedCommand> {};
 
 TEST_P(CommandTest, sendsItsRecord) {
     ExpectedCommand const& command = GetParam();

@@ -46,7 +46,7 @@ protected:
 };
 
 /// A started proxy, as its clients see it.
-class ServiceTest : public LibraryTest {
+class ProxyTest : public LibraryTest {
 protected:
     void SetUp() override {
         LibraryTest::SetUp();

@@ -26,7 +26,7 @@ ExpectedNotification const kNotifications[] = {
 #include "expected_interface.def"
 };
 
-class NotificationTest : public ServiceTest,
+class NotificationTest : public ProxyTest,
                          public testing::WithParamInterface<ExpectedNotification> {};
 
 TEST_P(NotificationTest, reachesEveryClientInOrder) {
@@ -74,7 +74,7 @@ TEST_P(NotificationTest, reachesEveryClientInOrder) {
 INSTANTIATE_TEST_SUITE_P(All, NotificationTest, testing::ValuesIn(kNotifications),
                          [](auto const& tested) { return tested.param.name; });
 
-class NotificationsTest : public ServiceTest {
+class NotificationsTest : public ProxyTest {
 protected:
     std::int32_t deliverVersion() {
         std::uint32_t const version = 9;

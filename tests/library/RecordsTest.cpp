@@ -32,7 +32,7 @@ void expectPacked(std::vector<unsigned char> const& packed, std::string_view fie
     PackedRecord const expected = expectedRecord(fields, pass);
     EXPECT_EQ(withoutAddresses(packed, fields), withoutAddresses(expected.bytes, fields));
     auto text = expected.texts.begin();
-    for (Field const& leaf : leavesOf(fields)) {
+    for (PackedField const& leaf : leavesOf(fields)) {
         if (leaf.type != "s") continue;
         cspDeserString_t reference;
         std::memcpy(&reference, packed.data() + leaf.offset, sizeof reference);
@@ -96,9 +96,9 @@ class RecordTest : public LibraryTest, public testing::WithParamInterface<Expect
 
 TEST_P(RecordTest, tableListsItsFields) {
     ExpectedRecord const& record = GetParam();
-    auto const fields = fieldsOf(record.fields);
+    auto const fields = packedFieldsOf(record.fields);
     std::size_t strings = 0;
-    for (Field const& field : fields) strings += field.type == "s" ? 1 : 0;
+    for (PackedField const& field : fields) strings += field.type == "s" ? 1 : 0;
     EXPECT_EQ(packedSize(record.fields), record.bytes + strings * (sizeof(void*) - 4));
     EXPECT_EQ(fields.size(), record.entries);
     expectTable(exportedTable("serializable_" + std::string(record.name)), record.fields);
@@ -108,7 +108,7 @@ TEST_P(RecordTest, constructionLeavesSomeFieldsUnwritten) {
     ExpectedRecord const& record = GetParam();
     for (auto const before : std::vector<unsigned char>{0x00, 0xA5, 0xFF}) {
         std::vector<unsigned char> expected(packedSize(record.fields));
-        for (Field const& leaf : leavesOf(record.fields)) {
+        for (PackedField const& leaf : leavesOf(record.fields)) {
             if (!leaf.unwritten) continue;
             std::memset(expected.data() + leaf.offset, before, leaf.width);
         }

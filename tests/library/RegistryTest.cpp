@@ -7,7 +7,7 @@ namespace {
 
 using testing::ElementsAre;
 
-class RegistryTest : public ServiceTest {
+class RegistryTest : public ProxyTest {
 protected:
     /// @return the names of the clients that a notification reaches, in order
     std::vector<std::string> reached() {

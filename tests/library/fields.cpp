@@ -29,8 +29,8 @@ void put(std::vector<unsigned char>& bytes, std::size_t offset, Type value) {
 
 }  // namespace
 
-std::vector<Field> fieldsOf(std::string_view description) {
-    std::vector<Field> fields;
+std::vector<PackedField> packedFieldsOf(std::string_view description) {
+    std::vector<PackedField> fields;
     std::size_t offset = 0;
     std::istringstream words{std::string(description)};
     for (std::string word; words >> word;) {
@@ -47,14 +47,14 @@ std::vector<Field> fieldsOf(std::string_view description) {
     return fields;
 }
 
-std::vector<Field> leavesOf(std::string_view description) {
-    std::vector<Field> leaves;
-    for (Field const& field : fieldsOf(description)) {
+std::vector<PackedField> leavesOf(std::string_view description) {
+    std::vector<PackedField> leaves;
+    for (PackedField const& field : packedFieldsOf(description)) {
         if (!field.isNested()) {
             leaves.push_back(field);
             continue;
         }
-        for (Field leaf : leavesOf(kFieldsOfRecord.at(field.type))) {
+        for (PackedField leaf : leavesOf(kFieldsOfRecord.at(field.type))) {
             leaf.offset += field.offset;
             leaves.push_back(leaf);
         }
@@ -63,7 +63,7 @@ std::vector<Field> leavesOf(std::string_view description) {
 }
 
 std::size_t packedSize(std::string_view description) {
-    auto const fields = fieldsOf(description);
+    auto const fields = packedFieldsOf(description);
     return fields.empty() ? 0 : fields.back().offset + fields.back().width;
 }
 
@@ -76,7 +76,7 @@ void expectTable(cspEndianTable_t const* table, std::string_view description) {
     ASSERT_NE(table, nullptr);
     EXPECT_EQ(table->size, std::max<std::size_t>(packedSize(description), 1));
     cspEndianEntry_t const* entry = table->entries;
-    for (Field const& field : fieldsOf(description)) {
+    for (PackedField const& field : packedFieldsOf(description)) {
         SCOPED_TRACE(field.type + " at " + std::to_string(field.offset));
         ASSERT_NE(entry->kind, kCspEndianEnd);
         EXPECT_EQ(entry->offset, field.offset);
@@ -117,7 +117,7 @@ std::string textValue(unsigned pass, unsigned n) {
 std::vector<std::string> expectedText(std::string_view description, unsigned pass) {
     std::vector<std::string> text;
     unsigned n = 0;
-    for (Field const& leaf : leavesOf(description)) {
+    for (PackedField const& leaf : leavesOf(description)) {
         switch (leaf.type.front()) {
             case 'b':
                 write(byteValue(pass, n), text);
@@ -143,7 +143,7 @@ PackedRecord expectedRecord(std::string_view description, unsigned pass) {
     PackedRecord record;
     record.bytes.resize(std::max<std::size_t>(packedSize(description), 1));
     unsigned n = 0;
-    for (Field const& leaf : leavesOf(description)) {
+    for (PackedField const& leaf : leavesOf(description)) {
         switch (leaf.type.front()) {
             case 'b':
                 put(record.bytes, leaf.offset, byteValue(pass, n));
@@ -167,7 +167,7 @@ PackedRecord expectedRecord(std::string_view description, unsigned pass) {
 
 std::vector<unsigned char> withoutAddresses(std::vector<unsigned char> bytes,
                                             std::string_view description) {
-    for (Field const& leaf : leavesOf(description)) {
+    for (PackedField const& leaf : leavesOf(description)) {
         if (leaf.type == "s") put(bytes, leaf.offset + 4, static_cast<char*>(nullptr));
     }
     return bytes;

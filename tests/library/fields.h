@@ -17,7 +17,7 @@
 #include "csp/endian.h"
 
 /// A field of a packed record; its type is spelt as in expected_interface.def.
-struct Field {
+struct PackedField {
     std::string type;
     bool unwritten;  ///< by default construction
     std::size_t offset;
@@ -27,10 +27,10 @@ struct Field {
 };
 
 /// The fields of a record in order, nested records whole.
-std::vector<Field> fieldsOf(std::string_view description);
+std::vector<PackedField> packedFieldsOf(std::string_view description);
 
 /// The scalars and strings of a record, those of nested records included.
-std::vector<Field> leavesOf(std::string_view description);
+std::vector<PackedField> leavesOf(std::string_view description);
 
 std::size_t packedSize(std::string_view description);
 

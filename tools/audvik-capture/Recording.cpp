@@ -9,11 +9,12 @@
 #include <cstring>
 #include <thread>
 
+#include "service_address.h"
+
 using std::chrono::steady_clock;
 
 namespace {
 
-constexpr char kAddress[] = "127.0.0.1:12321";
 /// How long a service may be silent before it is asked whether it is still there.
 constexpr std::chrono::seconds kSilence{1};
 constexpr std::chrono::milliseconds kNap{2};
@@ -79,11 +80,12 @@ bool Recording::waitForService() {
             std::fprintf(stderr,
                          "audvik-capture: no sound service at %s; start one, for example "
                          "sound-service FILE, or let --wait wait for it\n",
-                         kAddress);
+                         tools::serviceAddress().c_str());
             return false;
         }
         if (!told) {
-            std::fprintf(stderr, "audvik-capture: waiting for a sound service at %s\n", kAddress);
+            std::fprintf(stderr, "audvik-capture: waiting for a sound service at %s\n",
+                         tools::serviceAddress().c_str());
         }
         told = true;
         for (auto const end = steady_clock::now() + kSilence; steady_clock::now() < end;) {
@@ -108,7 +110,8 @@ bool Recording::checkService() {
     bool const present = service_.enable();
     if (present == serviceGone_) {
         std::fprintf(stderr, "%saudvik-capture: the sound service at %s %s\n",
-                     showsLevels_ ? "\n" : "", kAddress, present ? "is back" : "has gone");
+                     showsLevels_ ? "\n" : "", tools::serviceAddress().c_str(),
+                     present ? "is back" : "has gone");
     }
     serviceGone_ = !present;
     heard_ = steady_clock::now();

@@ -11,6 +11,7 @@
 #include "MessageLog.h"
 #include "Player.h"
 #include "Responder.h"
+#include "service_address.h"
 #include "Sound.h"
 #include "State.h"
 
@@ -24,6 +25,7 @@ using sound::service::readState;
 using sound::service::Responder;
 using sound::service::Sound;
 using sound::service::State;
+using tools::serviceAddress;
 
 struct Options {
     std::string file;
@@ -112,11 +114,6 @@ std::string describe(Options const& options, Sound const& sound) {
     }
     if (options.file.empty()) return "playing nothing";
     return "playing " + options.file + " (" + sound.describe() + ')';
-}
-
-std::string serviceAddress() {
-    char const* const address = std::getenv("LMQR2_UDPHOST");
-    return address == nullptr ? "127.0.0.1:12321" : address;
 }
 
 /// Each block that a client has not taken yet needs a descriptor, and the usual limit is there

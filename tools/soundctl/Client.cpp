@@ -1,12 +1,12 @@
 #include "Client.h"
 
 #include <boost/make_shared.hpp>
-#include <cstdlib>
 #include <cstring>
 #include <mutex>
 
 #include "errors.h"
 #include "frame/Process.h"
+#include "service_address.h"
 #include "sound/ClientInterfaceListener.h"
 #include "sound/Proxy.h"
 
@@ -45,23 +45,19 @@ Client::Client() : listener_(boost::make_shared<Listener>()) {
     listener_->setSelfReference(listener_);
     std::int32_t status = frame::Process::getInstance().startAppMembersSync(&CreateSoundProxy);
     if (status >= 0) status = listener_->init();
-    if (status < 0) throw Failure(std::string("the client does not start: ") + strerror(-status));
+    if (status < 0)
+        throw tools::Failure(std::string("the client does not start: ") + strerror(-status));
 }
 
 void Client::listen(NotificationSink sink) {
     listener_->listen(std::move(sink));
 }
 
-void Client::send(Command const& command, Request const& request) {
+void Client::send(reflection::Command const& command, reflection::Request const& request) {
     std::int32_t const status = request(*listener_->getSrvIf());
     if (status >= 0) return;
-    throw Failure(std::string(command.name) + " cannot be sent to a sound service at " +
-                  serviceAddress() + ": " + strerror(-status));
-}
-
-std::string serviceAddress() {
-    char const* const address = std::getenv("LMQR2_UDPHOST");
-    return address != nullptr ? address : "127.0.0.1:12321";
+    throw tools::Failure(std::string(command.name) + " cannot be sent to a sound service at " +
+                         tools::serviceAddress() + ": " + strerror(-status));
 }
 
 }  // namespace sound::control

@@ -2,10 +2,9 @@
 
 #include <boost/shared_ptr.hpp>
 #include <functional>
-#include <string>
 #include <string_view>
 
-#include "Message.h"
+#include "message_list.h"
 
 namespace sound::control {
 
@@ -15,22 +14,19 @@ using NotificationSink = std::function<void(std::string_view name, tools::Json c
 /// This process as a client of the sound service.
 class Client {
 public:
-    /// @throws Failure when it does not start. It does so without a service, too.
+    /// @throws tools::Failure when it does not start. It does so without a service, too.
     Client();
 
     /// Has notifications handed to @p sink from now on, instead of the one before. When it
     /// returns, the one before is not running any more.
     void listen(NotificationSink sink);
 
-    /// @throws Failure when there is no service
-    void send(Command const& command, Request const& request);
+    /// @throws tools::Failure when there is no service
+    void send(reflection::Command const& command, reflection::Request const& request);
 
 private:
     class Listener;
     boost::shared_ptr<Listener> listener_;
 };
-
-/// Where the sound service is expected.
-std::string serviceAddress();
 
 }  // namespace sound::control

@@ -37,7 +37,8 @@ void** createWatcher() {
 
 void watchConnection() {
     std::int32_t const status = frame::Process::getInstance().startAppMembersSync(&createWatcher);
-    if (status < 0) throw Failure(std::string("the client does not start: ") + strerror(-status));
+    if (status < 0)
+        throw tools::Failure(std::string("the client does not start: ") + strerror(-status));
 }
 
 bool isConnected() {

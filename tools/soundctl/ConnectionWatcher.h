@@ -5,7 +5,7 @@
 namespace sound::control {
 
 /// Starts to watch. To miss nothing, call it before the process connects.
-/// @throws Failure when that is not possible
+/// @throws tools::Failure when that is not possible
 void watchConnection();
 
 /// @return whether there is a connection to the service now

@@ -26,8 +26,8 @@ std::optional<tools::Json> run(Client& client, Step const& step) {
     });
     client.send(*step.command, step.request);
     if (future.wait_for(step.timeout) != std::future_status::ready) {
-        throw Failure("no " + std::string(step.expected->name) + " came within " +
-                      tools::toText(step.timeout.count()) + " s");
+        throw tools::Failure("no " + std::string(step.expected->name) + " came within " +
+                             tools::toText(step.timeout.count()) + " s");
     }
     return future.get();
 }

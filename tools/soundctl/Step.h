@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "Client.h"
-#include "Message.h"
+#include "message_list.h"
 
 namespace sound::control {
 
@@ -14,14 +14,14 @@ namespace sound::control {
 inline constexpr double kLongestTimeout = 86400;
 
 struct Step {
-    Command const* command;
-    Request request;
-    Message const* expected = nullptr;  ///< the notification to wait for, if any
+    reflection::Command const* command;
+    reflection::Request request;
+    reflection::Message const* expected = nullptr;  ///< the notification to wait for, if any
     std::chrono::duration<double> timeout = std::chrono::seconds(1);
 };
 
 /// @return the arguments of the expected notification, if there is one
-/// @throws Failure when the command cannot be sent or the notification does not come in time
+/// @throws tools::Failure when the command cannot be sent or the notification does not come in time
 std::optional<tools::Json> run(Client& client, Step const& step);
 
 }  // namespace sound::control

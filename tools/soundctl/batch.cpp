@@ -18,7 +18,7 @@ struct Line {
 };
 
 /// The value of a key, which is taken out of the object.
-/// @throws UsageError when it has another type
+/// @throws tools::UsageError when it has another type
 template <class Type>
 Type take(tools::Json& object, char const* key, Type missing, char const* type) {
     if (!object.contains(key)) return missing;
@@ -27,30 +27,30 @@ Type take(tools::Json& object, char const* key, Type missing, char const* type) 
         object.erase(key);
         return value;
     } catch (tools::Json::type_error const&) {
-        throw UsageError('"' + std::string(key) + "\" is " + tools::toText(object[key]) +
-                         ", not a " + type);
+        throw tools::UsageError('"' + std::string(key) + "\" is " + tools::toText(object[key]) +
+                                ", not a " + type);
     }
 }
 
-/// @throws UsageError, tools::FieldError or a JSON exception that says what is wrong
+/// @throws tools::UsageError, tools::FieldError or a JSON exception that says what is wrong
 Step readStep(std::string const& text) {
     tools::Json object = tools::parseJson(text);
-    if (!object.is_object()) throw UsageError("a line is an object like {\"command\": ...}");
+    if (!object.is_object()) throw tools::UsageError("a line is an object like {\"command\": ...}");
     auto const command = take<std::string>(object, "command", "", "string");
-    if (command.empty()) throw UsageError("\"command\" is missing, the command's name");
+    if (command.empty()) throw tools::UsageError("\"command\" is missing, the command's name");
     auto const expected = take<std::string>(object, "expect", "", "string");
-    Step step{&findCommand(command), nullptr};
-    if (!expected.empty()) step.expected = &findNotification(expected);
+    Step step{&reflection::findCommand(command), nullptr};
+    if (!expected.empty()) step.expected = &reflection::findNotification(expected);
     auto const timeout = take(object, "timeout", step.timeout.count(), "number");
     if (!(timeout >= 0 && timeout <= kLongestTimeout)) {
-        throw UsageError("\"timeout\" is not a number of seconds from 0 to a day");
+        throw tools::UsageError("\"timeout\" is not a number of seconds from 0 to a day");
     }
     step.timeout = std::chrono::duration<double>(timeout);
-    step.request =
-        requestFromJson(*step.command, take(object, "arguments", tools::Json::object(), "object"));
+    step.request = reflection::requestFromJson(
+        *step.command, take(object, "arguments", tools::Json::object(), "object"));
     if (!object.empty()) {
-        throw UsageError('"' + object.begin().key() +
-                         "\" is none of command, arguments, expect, timeout");
+        throw tools::UsageError('"' + object.begin().key() +
+                                "\" is none of command, arguments, expect, timeout");
     }
     return step;
 }
@@ -64,7 +64,7 @@ std::vector<Line> readLines(std::istream& input, std::string const& path) {
         try {
             lines.push_back({number, readStep(text)});
         } catch (std::exception const& error) {
-            throw UsageError(path + ':' + std::to_string(number) + ": " + error.what());
+            throw tools::UsageError(path + ':' + std::to_string(number) + ": " + error.what());
         }
     }
     return lines;
@@ -73,7 +73,7 @@ std::vector<Line> readLines(std::istream& input, std::string const& path) {
 std::vector<Line> readFile(std::string const& path) {
     if (path == "-") return readLines(std::cin, "standard input");
     std::ifstream file(path);
-    if (!file) throw Failure(path + " cannot be read; it has to be a file of JSON lines");
+    if (!file) throw tools::Failure(path + " cannot be read; it has to be a file of JSON lines");
     return readLines(file, path);
 }
 
@@ -88,8 +88,8 @@ void batch(std::string const& path) {
             if (!answer) continue;
             std::puts(tools::toText(jsonLine(line.step.expected->name, *answer)).c_str());
             std::fflush(stdout);
-        } catch (Failure const& failure) {
-            throw Failure(path + ':' + std::to_string(line.number) + ": " + failure.what());
+        } catch (tools::Failure const& failure) {
+            throw tools::Failure(path + ':' + std::to_string(line.number) + ": " + failure.what());
         }
     }
 }

@@ -1,7 +1,7 @@
 #include <cstdio>
 
 #include "errors.h"
-#include "Message.h"
+#include "message_list.h"
 #include "subcommands.h"
 
 namespace sound::control {
@@ -71,7 +71,7 @@ fi
 template <class Messages>
 std::string join(Messages messages) {
     std::string names;
-    for (Message const& message : messages) {
+    for (reflection::Message const& message : messages) {
         if (!names.empty()) names += ' ';
         names += message.name;
     }
@@ -80,7 +80,8 @@ std::string join(Messages messages) {
 
 /// Puts the names where the script has its two "%s".
 std::string fillIn(std::string script) {
-    for (std::string const& names : {join(commands()), join(notifications())}) {
+    for (std::string const& names :
+         {join(reflection::commands()), join(reflection::notifications())}) {
         script.replace(script.find("%s"), 2, names);
     }
     return script;

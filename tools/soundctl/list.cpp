@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "errors.h"
-#include "Message.h"
+#include "message_list.h"
 #include "subcommands.h"
 
 namespace sound::control {
@@ -19,7 +19,7 @@ bool contains(std::string_view text, std::string_view pattern) {
            text.end();
 }
 
-void print(Message const& message) {
+void print(reflection::Message const& message) {
     std::printf("0x%08" PRIx32 "  %s(%s)\n", message.id, std::string(message.name).c_str(),
                 std::string(message.arguments).c_str());
     if (message.valueCount == 0) return;
@@ -32,15 +32,15 @@ void print(Message const& message) {
 void list(std::string const& pattern) {
     bool found = false;
     auto const printMatching = [&](auto messages) {
-        for (Message const& message : messages) {
+        for (reflection::Message const& message : messages) {
             if (!contains(message.name, pattern)) continue;
             print(message);
             found = true;
         }
     };
-    printMatching(commands());
-    printMatching(notifications());
-    if (!found) throw Failure("no message has \"" + pattern + "\" in its name");
+    printMatching(reflection::commands());
+    printMatching(reflection::notifications());
+    if (!found) throw tools::Failure("no message has \"" + pattern + "\" in its name");
 }
 
 }  // namespace sound::control

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <functional>
+#include <memory>
 
 #include "csp/debug.h"
 #include "errors.h"
@@ -45,11 +47,78 @@ before the first command is sent; answers are printed as JSON lines.
 Example of a line:
   {"command": "cmdVolumeSet", "arguments": {"field2": 30}, "expect": "onVolumeInfoNotify"})";
 
+CLI::Option* addTime(CLI::App& app, char const* name, double& seconds, char const* description) {
+    std::map<std::string, double> const units{{"ms", 0.001}, {"s", 1}, {"min", 60}};
+    return app.add_option(name, seconds, description)
+        ->transform(CLI::AsNumberWithUnit(units))
+        ->check(CLI::Range(0.0, kLongestTimeout))
+        ->capture_default_str()
+        ->type_name("TIME");
+}
+
 void initialiseLog(std::string level) {
     std::string program = "soundctl";
     level = "--debug-level=" + level;
     std::array<char*, 3> words{program.data(), level.data(), nullptr};
     cspDebugInit(2, words.data());
+}
+
+/// What the subcommand does, once the whole command line has been understood.
+using Action = std::function<void()>;
+
+void declareList(CLI::App& app, Action& action) {
+    auto const pattern = std::make_shared<std::string>();
+    CLI::App* const listing = app.add_subcommand("list", "Shows commands and notifications");
+    listing->add_option("PATTERN", *pattern, "a part of their names");
+    listing->callback([&action, pattern] { action = [pattern] { list(*pattern); }; });
+}
+
+void declareSend(CLI::App& app, Action& action) {
+    auto const options = std::make_shared<SendOptions>();
+    CLI::App* const sending = app.add_subcommand("send", "Sends a command");
+    sending->footer(kSendNotes);
+    sending->add_option("COMMAND", options->command, "its name")->required();
+    CLI::Option* const values =
+        sending->add_option("VALUE", options->values, "the values of its fields");
+    sending
+        ->add_option("--json", options->json,
+                     "its fields as a JSON object, or - to read that from standard input")
+        ->type_name("OBJECT")
+        ->excludes(values);
+    CLI::Option* const expect =
+        sending->add_option("--expect", options->expect, "a notification to wait for and print")
+            ->type_name("NOTIFICATION");
+    addTime(*sending, "--timeout", options->timeout, "how long to wait, as 2, 2s or 500ms")
+        ->needs(expect);
+    sending->callback([&action, options] { action = [options] { send(*options); }; });
+}
+
+void declareMonitor(CLI::App& app, Action& action) {
+    auto const options = std::make_shared<MonitorOptions>();
+    CLI::App* const monitoring =
+        app.add_subcommand("monitor", "Prints notifications as they arrive, until Ctrl-C");
+    monitoring->add_option("NAME", options->names, "the notifications to print; all if left out");
+    monitoring->add_flag("--json", options->json, "print JSON lines");
+    monitoring->callback([&action, options] { action = [options] { monitor(*options); }; });
+}
+
+void declareBatch(CLI::App& app, Action& action) {
+    auto const file = std::make_shared<std::string>();
+    CLI::App* const batching = app.add_subcommand("batch", "Sends what a file says");
+    batching->footer(kBatchNotes);
+    batching->add_option("FILE", *file, "a file of JSON lines, or - for standard input")
+        ->required();
+    batching->callback([&action, file] { action = [file] { batch(*file); }; });
+}
+
+void declareCompletion(CLI::App& app, Action& action) {
+    auto const shell = std::make_shared<std::string>();
+    CLI::App* const completing =
+        app.add_subcommand("completion", "Prints a completion script for a shell");
+    completing->add_option("SHELL", *shell, "bash or zsh")
+        ->required()
+        ->check(CLI::IsMember({"bash", "zsh"}));
+    completing->callback([&action, shell] { action = [shell] { completion(*shell); }; });
 }
 
 void runProgram(int argc, char** argv) {
@@ -61,65 +130,20 @@ void runProgram(int argc, char** argv) {
     app.add_option("--debug-level", debugLevel, "what the platform's log shows")
         ->check(CLI::IsMember({"error", "warning", "info", "trace"}))
         ->capture_default_str();
-
-    std::string pattern;
-    CLI::App* const listing = app.add_subcommand("list", "Shows commands and notifications");
-    listing->add_option("PATTERN", pattern, "a part of their names");
-
-    SendOptions sendOptions;
-    CLI::App* const sending = app.add_subcommand("send", "Sends a command");
-    sending->footer(kSendNotes);
-    sending->add_option("COMMAND", sendOptions.command, "its name")->required();
-    CLI::Option* const values =
-        sending->add_option("VALUE", sendOptions.values, "the values of its fields");
-    sending
-        ->add_option("--json", sendOptions.json,
-                     "its fields as a JSON object, or - to read that from standard input")
-        ->type_name("OBJECT")
-        ->excludes(values);
-    CLI::Option* const expect =
-        sending->add_option("--expect", sendOptions.expect, "a notification to wait for and print")
-            ->type_name("NOTIFICATION");
-    sending->add_option("--timeout", sendOptions.timeout, "how long to wait, as 2, 2s or 500ms")
-        ->transform(CLI::AsNumberWithUnit(
-            std::map<std::string, double>{{"ms", 0.001}, {"s", 1}, {"min", 60}}))
-        ->check(CLI::Range(0.0, kLongestTimeout))
-        ->capture_default_str()
-        ->type_name("TIME")
-        ->needs(expect);
-
-    std::vector<std::string> names;
-    bool json = false;
-    CLI::App* const monitoring =
-        app.add_subcommand("monitor", "Prints notifications as they arrive, until Ctrl-C");
-    monitoring->add_option("NAME", names, "the notifications to print; all if left out");
-    monitoring->add_flag("--json", json, "print JSON lines");
-
-    std::string file;
-    CLI::App* const batching = app.add_subcommand("batch", "Sends what a file says");
-    batching->footer(kBatchNotes);
-    batching->add_option("FILE", file, "a file of JSON lines, or - for standard input")->required();
-
-    std::string shell;
-    CLI::App* const completing =
-        app.add_subcommand("completion", "Prints a completion script for a shell");
-    completing->add_option("SHELL", shell, "bash or zsh")
-        ->required()
-        ->check(CLI::IsMember({"bash", "zsh"}));
-
+    Action action;
+    for (auto* const declare :
+         {declareList, declareSend, declareMonitor, declareBatch, declareCompletion}) {
+        declare(app, action);
+    }
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError const& error) {
         std::exit(app.exit(error) == 0 ? EXIT_SUCCESS : kUsageError);
     }
     initialiseLog(debugLevel);
-    if (*listing) list(pattern);
-    if (*sending) send(sendOptions);
-    if (*monitoring) monitor(names, json);
-    if (*batching) batch(file);
-    if (*completing) completion(shell);
+    action();
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-        throw Failure("standard output cannot be written");
+        throw tools::Failure("standard output cannot be written");
     }
 }
 
@@ -132,7 +156,7 @@ int main(int argc, char** argv) {
     try {
         sound::control::runProgram(argc, argv);
         return EXIT_SUCCESS;
-    } catch (sound::control::UsageError const& error) {
+    } catch (tools::UsageError const& error) {
         std::fprintf(stderr, "soundctl: %s\n", error.what());
         status = sound::control::kUsageError;
     } catch (std::exception const& error) {

@@ -10,6 +10,7 @@
 #include "Client.h"
 #include "ConnectionWatcher.h"
 #include "format.h"
+#include "service_address.h"
 #include "subcommands.h"
 
 namespace sound::control {
@@ -53,14 +54,15 @@ void waitForSignal(sigset_t const& signals) {
         if (isConnected() == present) continue;
         present = !present;
         std::fprintf(stderr, "soundctl: %s sound service at %s%s\n", present ? "found the" : "no",
-                     serviceAddress().c_str(), present ? "" : "; waiting for it");
+                     tools::serviceAddress().c_str(), present ? "" : "; waiting for it");
     }
 }
 
 }  // namespace
 
-void monitor(std::vector<std::string> const& names, bool json) {
-    for (std::string const& name : names) findNotification(name);
+void monitor(MonitorOptions const& options) {
+    auto const& names = options.names;
+    for (std::string const& name : names) reflection::findNotification(name);
     // Blocked in every thread, for this one to wait for.
     sigset_t signals;
     sigemptyset(&signals);
@@ -70,11 +72,12 @@ void monitor(std::vector<std::string> const& names, bool json) {
 
     watchConnection();
     Client client;
-    client.listen([&names, json](std::string_view name, tools::Json const& arguments) {
-        if (names.empty() || std::find(names.begin(), names.end(), name) != names.end()) {
-            print(json, name, arguments);
-        }
-    });
+    client.listen(
+        [&names, json = options.json](std::string_view name, tools::Json const& arguments) {
+            if (names.empty() || std::find(names.begin(), names.end(), name) != names.end()) {
+                print(json, name, arguments);
+            }
+        });
     waitForSignal(signals);
     client.listen(nullptr);
 }

@@ -15,7 +15,7 @@ tools::Json parse(std::string const& text) {
     try {
         return tools::parseJson(text);
     } catch (tools::Json::parse_error const& error) {
-        throw UsageError(std::string("the arguments are no JSON: ") + error.what());
+        throw tools::UsageError(std::string("the arguments are no JSON: ") + error.what());
     }
 }
 
@@ -26,18 +26,18 @@ std::string readStandardInput() {
 }  // namespace
 
 void send(SendOptions const& options) {
-    Command const& command = findCommand(options.command);
+    reflection::Command const& command = reflection::findCommand(options.command);
     Step step{&command, nullptr};
-    if (!options.expect.empty()) step.expected = &findNotification(options.expect);
+    if (!options.expect.empty()) step.expected = &reflection::findNotification(options.expect);
     step.timeout = std::chrono::duration<double>(options.timeout);
     try {
         step.request =
             options.json.empty()
-                ? requestFromText(command, options.values)
-                : requestFromJson(command,
-                                  parse(options.json == "-" ? readStandardInput() : options.json));
+                ? reflection::requestFromText(command, options.values)
+                : reflection::requestFromJson(
+                      command, parse(options.json == "-" ? readStandardInput() : options.json));
     } catch (tools::FieldError const& error) {
-        throw UsageError(options.command + ": " + error.what());
+        throw tools::UsageError(options.command + ": " + error.what());
     }
 
     Client client;

@@ -1,5 +1,5 @@
 /// @file
-/// What soundctl can do. Each throws UsageError or Failure.
+/// What soundctl can do. Each throws tools::UsageError or tools::Failure.
 #pragma once
 
 #include <string>
@@ -19,8 +19,12 @@ struct SendOptions {
 };
 void send(SendOptions const& options);
 
-/// Prints notifications, all or those with the given names, until SIGINT or SIGTERM.
-void monitor(std::vector<std::string> const& names, bool json);
+struct MonitorOptions {
+    std::vector<std::string> names;  ///< of the notifications to print; all when there is none
+    bool json = false;
+};
+/// Prints notifications until SIGINT or SIGTERM.
+void monitor(MonitorOptions const& options);
 
 /// Does what a file says, one JSON object a line, "-" being standard input.
 void batch(std::string const& path);

@@ -1,4 +1,4 @@
-#include "Message.h"
+#include "message_list.h"
 
 #include <array>
 #include <charconv>
@@ -9,7 +9,7 @@
 #include "sound/message_records.h"
 #include "suggest.h"
 
-namespace sound::control {
+namespace sound::reflection {
 
 namespace {
 
@@ -81,7 +81,7 @@ Named const& find(std::span<Named const> messages, std::string_view kind, std::s
     std::string text = "there is no " + std::string(kind) + " \"" + std::string(name) + '"';
     std::string const nearest = tools::nearest(name, names);
     text += nearest.empty() ? "; soundctl list shows all" : "; did you mean " + nearest + '?';
-    throw UsageError(text);
+    throw tools::UsageError(text);
 }
 
 }  // namespace
@@ -131,4 +131,4 @@ Message const& findNotification(std::string_view name) {
     return find(notifications(), "notification", name);
 }
 
-}  // namespace sound::control
+}  // namespace sound::reflection

@@ -1,5 +1,5 @@
 /// @file
-/// The commands and notifications of the sound interface, as the command line names them.
+/// The commands and notifications of the sound interface at run time, by name.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,7 @@
 #include "record_json.h"
 #include "sound/ServiceInterface.h"
 
-namespace sound::control {
+namespace sound::reflection {
 
 /// What is known of any message.
 struct Message {
@@ -42,8 +42,8 @@ Request requestFromText(Command const& command, std::span<std::string const> val
 std::span<Command const> commands();
 std::span<Message const> notifications();
 
-/// @throws UsageError for an unknown name, with the nearest right one
+/// @throws tools::UsageError for an unknown name, with the nearest right one
 Command const& findCommand(std::string_view name);
 Message const& findNotification(std::string_view name);
 
-}  // namespace sound::control
+}  // namespace sound::reflection

@@ -1,8 +1,10 @@
+/// @file
+/// How the programs fail.
 #pragma once
 
 #include <stdexcept>
 
-namespace sound::control {
+namespace tools {
 
 /// What the user asked for cannot be understood. Ends the program with status 2.
 class UsageError : public std::runtime_error {
@@ -16,4 +18,4 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-}  // namespace sound::control
+}  // namespace tools
