@@ -82,6 +82,18 @@ TEST_F(WavCapture, HoldsTheSamplesThatStandardOutputHas) {
     EXPECT_TRUE(samplesOf(folder_.file("tone.wav")) == raw.output());
 }
 
+TEST_F(WavCapture, LeavesAValidFileEvenWhenItIsKilled) {
+    startService();
+    Program capture(words({"--output", folder_.file("tone.wav")}));
+    ASSERT_TRUE(Program({AUDVIK_CAPTURE, "--duration", "0.5"}).status() == 0);
+    capture.signal(SIGKILL);
+    EXPECT_EQ(capture.status(), -1);
+    std::string const wav = readFile(folder_.file("tone.wav"));
+    EXPECT_EQ(wav.substr(36, 4), "data");
+    EXPECT_GT(littleEndian(wav, 40), 24000U);
+    EXPECT_LE(littleEndian(wav, 40), wav.size() - 44);
+}
+
 TEST_F(WavCapture, LeavesAValidFileWhoeverIsStopped) {
     for (bool const serviceDies : {false, true}) {
         startService();

@@ -90,6 +90,11 @@ TEST(RecordJson, RefusalsNameTheFieldTheValueAndWhatIsAccepted) {
               "field1: 18446744073709551615 is not a string");
     EXPECT_EQ(refusalOf<soundParams_t>(std::string(300'000, '[')),
               "the JSON is nested more than 32 levels deep");
+    EXPECT_EQ(refusalOf<soundParams_t>(R"({"field46": {"field1": -1e400}})"),
+              "field46.field1: -1.7e+308 is not a uint8 from 0 to 255");
+    EXPECT_EQ(refusalOf<std::string>(R"({"field1": "\"1e400", "field2": 1e400})"),
+              "field2: there is no such field, only field1");
+    EXPECT_EQ(refusalOf<std::string>(std::string("{}\0{}", 5)), "there is a NUL byte in the JSON");
     EXPECT_EQ(refusalOf<signed char>(R"({"field1": 18446744073709551615})"),
               "field1: 18446744073709551615 is not an int8 from -128 to 127");
     EXPECT_EQ(refusalOf<sound::DAPParamsIntValue_t>(R"({"field1": [0, "x"]})"),
@@ -98,6 +103,18 @@ TEST(RecordJson, RefusalsNameTheFieldTheValueAndWhatIsAccepted) {
                   R"({"field1": [0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0]})"),
               "field1: [0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0... is not an array of at most 20 "
               "values");
+}
+
+TEST(RecordJson, AnObjectWithMoreKeysThanFieldsIsRefusedWhileItIsRead) {
+    auto const withKeys = [](int count) {
+        std::string text = R"({"inner": {}, "x": 0)";
+        for (int i = 2; i < count; ++i) text += ", \"" + std::to_string(i) + "\": {\"y\": 0}";
+        return text + '}';
+    };
+    EXPECT_EQ(tools::parseJson(withKeys(1000)).size(), 1000U);
+    EXPECT_EQ(refusalOf<bool>(withKeys(1001)),
+              "an object has more than 1000 keys; no message has so many fields");
+    EXPECT_EQ(tools::parseJson('[' + withKeys(600) + ", " + withKeys(600) + ']').size(), 2U);
 }
 
 }  // namespace

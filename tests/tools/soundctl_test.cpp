@@ -237,6 +237,23 @@ TEST_F(Soundctl, BatchChecksAllLinesBeforeItSendsOne) {
     EXPECT_NE(failed.errors.find(file + ":2: no onMuteInfoNotify"), std::string::npos);
 }
 
+TEST_F(Soundctl, EndlessInputIsRefused) {
+    Program service({AUDVIK_SOUND_SERVICE, "--state", "/dev/zero"});
+    EXPECT_EQ(service.status(), 1);
+    EXPECT_NE(service.errors().find("/dev/zero: the text has more than"), std::string::npos);
+    EXPECT_EQ(run({"batch", "/dev/zero"}).status, 2);
+    std::string const script = "exec \"$0\" send cmdMuteSet --json - < /dev/zero";
+    Program json({"/bin/sh", "-c", script, AUDVIK_SOUNDCTL});
+    EXPECT_EQ(json.status(), 2);
+}
+
+TEST_F(Soundctl, MonitorEndsWhenItsReaderHasGone) {
+    std::string const script = "{ \"$0\" monitor; echo ended >&2; } | sleep 0.3";
+    Program pipeline({"/bin/sh", "-c", script, AUDVIK_SOUNDCTL});
+    EXPECT_TRUE(pipeline.says("ended"));
+    EXPECT_EQ(pipeline.status(), 0);
+}
+
 class Completion : public Soundctl {
 protected:
     /// Has a shell read its completion and then run a script.

@@ -15,6 +15,8 @@ public:
         info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
         file_ = sf_open(path_.c_str(), SFM_WRITE, &info);
         if (file_ == nullptr) fail("cannot create ", sf_strerror(nullptr));
+        // With each write, so that what is there can be read even when this process is killed.
+        sf_command(file_, SFC_SET_UPDATE_HEADER_AUTO, nullptr, SF_TRUE);
     }
 
     ~WavOutput() override { sf_close(file_); }

@@ -1,5 +1,9 @@
 #include "record_json.h"
 
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
 #include <utility>
 
 namespace tools {
@@ -83,6 +87,27 @@ void membersFromJson(Json const& json, std::string const& path, Fields const& fi
     }
 }
 
+/// The parser fails for a number beyond what a double holds before anybody knows which field it is
+/// for. As the largest double it is refused with the field's name and range.
+std::string withFiniteNumbers(std::string const& text) {
+    std::string finite;
+    bool inString = false;
+    for (std::size_t i = 0; i < text.size();) {
+        auto const end = std::min(text.find_first_not_of("0123456789.eE+-", i), text.size());
+        if (inString || end == i) {
+            if (text[i] == '"') inString = !inString;
+            if (text[i] == '\\') finite += text[i++];
+            if (i < text.size()) finite += text[i++];
+            continue;
+        }
+        std::string const number = text.substr(i, end - i);
+        bool const isInfinite = std::isinf(std::strtod(number.c_str(), nullptr));
+        finite += !isInfinite ? number : number.front() == '-' ? "-1.7e308" : "1.7e308";
+        i = end;
+    }
+    return finite;
+}
+
 }  // namespace
 
 void refuse(std::string const& path, std::string const& value, std::string const& accepted) {
@@ -93,13 +118,34 @@ void refuse(std::string const& path, std::string const& value, std::string const
 }
 
 Json parseJson(std::string const& text) {
+    // The parser would take it for the end, whatever comes behind it.
+    if (text.find('\0') != std::string::npos) {
+        throw FieldError("there is a NUL byte in the JSON");
+    }
     // Whatever handles a value calls itself for each level: without a limit the stack overflows.
     constexpr int kDeepest = 32;
-    return Json::parse(text, [](int depth, Json::parse_event_t /*event*/, Json& /*parsed*/) {
-        if (depth <= kDeepest) return true;
-        throw FieldError("the JSON is nested more than " + std::to_string(kDeepest) +
-                         " levels deep");
-    });
+    // An object looks through all its keys for each that it is given.
+    constexpr int kMostKeys = 1000;
+    std::array<int, kDeepest + 2> keys{};
+    auto const check = [&keys](int depth, Json::parse_event_t event, Json& /*parsed*/) {
+        if (depth > kDeepest) {
+            throw FieldError("the JSON is nested more than " + std::to_string(kDeepest) +
+                             " levels deep");
+        }
+        int& count = keys[static_cast<std::size_t>(depth)];
+        if (event == Json::parse_event_t::object_end) keys[static_cast<std::size_t>(depth) + 1] = 0;
+        if (event == Json::parse_event_t::key && ++count > kMostKeys) {
+            throw FieldError("an object has more than " + std::to_string(kMostKeys) +
+                             " keys; no message has so many fields");
+        }
+        return true;
+    };
+    try {
+        return Json::parse(text, check);
+    } catch (Json::out_of_range const&) {
+        keys = {};
+        return Json::parse(withFiniteNumbers(text), check);
+    }
 }
 
 std::string toText(Json const& value) {

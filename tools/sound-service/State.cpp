@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string_view>
 #include <vector>
 
 #include "record_json.h"
 #include "suggest.h"
+#include "text_input.h"
 
 namespace sound::service {
 
@@ -47,8 +47,7 @@ void preset(State& state, std::string const& name, tools::Json const& arguments)
 tools::Json readJson(std::string const& path) {
     std::ifstream file(path);
     if (!file) throw std::runtime_error("cannot be read");
-    std::string const text{std::istreambuf_iterator<char>(file), {}};
-    auto json = tools::parseJson(text);
+    auto json = tools::parseJson(tools::readText(file));
     if (json.is_object()) return json;
     throw std::runtime_error(R"(expected is an object like {"onMuteInfoNotify": {"field1": 1}})");
 }

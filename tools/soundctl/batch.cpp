@@ -7,10 +7,14 @@
 #include "format.h"
 #include "Step.h"
 #include "subcommands.h"
+#include "text_input.h"
 
 namespace sound::control {
 
 namespace {
+
+/// They are all held in memory before the first is sent.
+constexpr std::size_t kMostLines = 100'000;
 
 struct Line {
     std::size_t number;
@@ -59,15 +63,19 @@ Step readStep(std::string const& text) {
 std::vector<Line> readLines(std::istream& input, std::string const& path) {
     std::vector<Line> lines;
     std::string text;
-    for (std::size_t number = 1; std::getline(input, text); ++number) {
-        if (text.find_first_not_of(" \t\r") == std::string::npos) continue;
+    for (std::size_t number = 1;; ++number) {
         try {
+            if (!tools::readLine(input, text)) return lines;
+            if (text.find_first_not_of(" \t\r") == std::string::npos) continue;
+            if (lines.size() == kMostLines) {
+                throw tools::UsageError("there are more than " + std::to_string(kMostLines) +
+                                        " commands; send them in several batches");
+            }
             lines.push_back({number, readStep(text)});
         } catch (std::exception const& error) {
             throw tools::UsageError(path + ':' + std::to_string(number) + ": " + error.what());
         }
     }
-    return lines;
 }
 
 std::vector<Line> readFile(std::string const& path) {

@@ -1,14 +1,21 @@
+#include <poll.h>
 #include <pthread.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 
 #include "Client.h"
 #include "ConnectionWatcher.h"
+#include "errors.h"
 #include "format.h"
 #include "service_address.h"
 #include "subcommands.h"
@@ -46,11 +53,16 @@ void print(bool json, std::string_view name, tools::Json const& arguments) {
     std::fflush(stdout);
 }
 
-/// Says when the service comes and goes, until one of the signals arrives.
-void waitForSignal(sigset_t const& signals) {
+/// Says when the service comes and goes, until one of the signals arrives or the reader of
+/// standard output has gone.
+void waitForEnd(sigset_t const& signals) {
     bool present = true;
-    timespec const interval{.tv_sec = 0, .tv_nsec = 500'000'000};
-    while (sigtimedwait(&signals, nullptr, &interval) < 0) {
+    constexpr int kInterval = 500;  // in milliseconds
+    std::array<pollfd, 2> watched{
+        {{signalfd(-1, &signals, SFD_CLOEXEC), POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
+    if (watched[0].fd < 0) throw tools::Failure(std::string("no signalfd: ") + strerror(errno));
+    // Negative when the process was stopped and goes on.
+    while (poll(watched.data(), watched.size(), kInterval) <= 0) {
         if (isConnected() == present) continue;
         present = !present;
         std::fprintf(stderr, "soundctl: %s sound service at %s%s\n", present ? "found the" : "no",
@@ -78,7 +90,7 @@ void monitor(MonitorOptions const& options) {
                 print(json, name, arguments);
             }
         });
-    waitForSignal(signals);
+    waitForEnd(signals);
     client.listen(nullptr);
 }
 

@@ -1,11 +1,11 @@
 #include <cstdio>
 #include <iostream>
-#include <iterator>
 
 #include "errors.h"
 #include "format.h"
 #include "Step.h"
 #include "subcommands.h"
+#include "text_input.h"
 
 namespace sound::control {
 
@@ -19,10 +19,6 @@ tools::Json parse(std::string const& text) {
     }
 }
 
-std::string readStandardInput() {
-    return {std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
-}
-
 }  // namespace
 
 void send(SendOptions const& options) {
@@ -31,12 +27,12 @@ void send(SendOptions const& options) {
     if (!options.expect.empty()) step.expected = &reflection::findNotification(options.expect);
     step.timeout = std::chrono::duration<double>(options.timeout);
     try {
-        step.request =
-            options.json.empty()
-                ? reflection::requestFromText(command, options.values)
-                : reflection::requestFromJson(
-                      command, parse(options.json == "-" ? readStandardInput() : options.json));
-    } catch (tools::FieldError const& error) {
+        step.request = options.json.empty()
+                           ? reflection::requestFromText(command, options.values)
+                           : reflection::requestFromJson(
+                                 command, parse(options.json == "-" ? tools::readText(std::cin)
+                                                                    : options.json));
+    } catch (std::runtime_error const& error) {
         throw tools::UsageError(options.command + ": " + error.what());
     }
 
