@@ -12,23 +12,26 @@ namespace {
 
 using namespace std::chrono_literals;
 
+constexpr LinkLimits kLimits;
+
 Payload payload(std::uint32_t number, std::size_t size = 4) {
-    Bytes bytes(size);
-    storeBig32(bytes.data(), number);
-    return std::make_shared<Bytes const>(std::move(bytes));
+    auto made = newPayload();
+    made->bytes.resize(size);
+    storeBig32(made->bytes.data(), number);
+    return made;
 }
 
 /// Two links, and a network between them that loses, repeats and reorders. Time is simulated.
 class Network {
 public:
     Network(std::uint32_t capacity, double loss, double repetition)
-        : a{Link(1, capacity, 0, now), {}, 0},
-          b{Link(1, capacity, 0, now), {}, 0},
+        : a{Link(1, capacity, kLimits, now), {}, 0},
+          b{Link(1, capacity, kLimits, now), {}, 0},
           loss_(loss),
           repetition_(repetition) {
         // What the registration tells each side of the other's credit.
-        a.link.receive({Kind::kWelcome, 1, 0, 0, capacity}, now);
-        b.link.receive({Kind::kHello, 1, 0, 0, capacity}, now);
+        a.link.receive({Kind::kWelcome, 1, 0, 0, capacity}, 0, now);
+        b.link.receive({Kind::kHello, 1, 0, 0, capacity}, 0, now);
     }
 
     struct End {
@@ -45,8 +48,10 @@ public:
         while (!flying_.empty() && flying_.begin()->first <= now) {
             auto const [to, outgoing] = flying_.begin()->second;
             flying_.erase(flying_.begin());
-            if (!to->link.receive(outgoing.header, now)) continue;
-            to->received.push_back(loadBig32(outgoing.payload->data()));
+            if (!to->link.receive(outgoing.header,
+                                  outgoing.payload ? outgoing.payload->bytes.size() : 0, now))
+                continue;
+            to->received.push_back(loadBig32(outgoing.payload->bytes.data()));
             ++to->unconsumed;
         }
     }
@@ -118,7 +123,7 @@ TEST(Link, SendsNoMoreThanTheReceiverHasRoomForAndGoesOnWhenItHas) {
 }
 
 TEST(Link, KeepsTheWindowOfDatagramsAndBytes) {
-    for (auto const& [size, sent] : {std::pair{4, Link::kMaxInFlight}, {30'000, std::size_t{2}}}) {
+    for (auto const& [size, sent] : {std::pair{4, kLimits.maxInFlight}, {30'000, std::size_t{2}}}) {
         Network network(1000, 1, 0);
         for (std::uint32_t i = 0; i < 100; ++i) {
             network.a.link.send(payload(i, static_cast<std::size_t>(size)), network.now);
@@ -151,8 +156,8 @@ TEST(Link, FindsASilentPeerAfterFiveSecondsButNotAfterItsOwnPause) {
 TEST(Link, IgnoresAcknowledgementsOfWhatWasNeverSent) {
     Network network(4, 0, 0);
     network.a.link.send(payload(0), network.now);
-    network.a.link.receive({Kind::kAcknowledge, 1, 0, 1, 100}, network.now);
-    network.a.link.receive({Kind::kAcknowledge, 1, 0, 0x80000000, 100}, network.now);
+    network.a.link.receive({Kind::kAcknowledge, 1, 0, 1, 100}, 0, network.now);
+    network.a.link.receive({Kind::kAcknowledge, 1, 0, 0x80000000, 100}, 0, network.now);
     EXPECT_EQ(network.a.link.queued(), 1U);
 }
 

@@ -47,10 +47,14 @@ void receive(std::uint32_t messageId, std::span<std::uint8_t> wire) {
 /// A session with messages under way, as the datagram's sender may know it.
 void exchange(desktop::DatagramHeader const& header) {
     desktop::TimePoint const now{std::chrono::hours(1)};
-    desktop::Link link(header.session, 4, 0, now);
-    for (int i = 0; i < 3; ++i) link.send(std::make_shared<Bytes const>(8), now);
+    desktop::Link link(header.session, 4, {}, now);
+    for (int i = 0; i < 3; ++i) {
+        auto payload = desktop::newPayload();
+        payload->bytes.resize(8);
+        link.send(std::move(payload), now);
+    }
     while (link.next(now)) continue;
-    bool const isNew = link.receive(header, now);
+    bool const isNew = link.receive(header, 8, now);
     if (isNew != (header.kind == desktop::Kind::kData && header.sequence == 0)) std::abort();
     while (link.next(now)) continue;
 }

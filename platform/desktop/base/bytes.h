@@ -1,16 +1,12 @@
-// Buffers, and numbers in network byte order.
+// Numbers in network byte order.
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 namespace desktop {
 
 using Bytes = std::vector<std::uint8_t>;
-
-/// A message on its way: header and record in their form on the wire, shared by all who send it.
-using Payload = std::shared_ptr<Bytes const>;
 
 inline std::uint32_t loadBig32(std::uint8_t const* from) {
     return std::uint32_t{from[0]} << 24 | std::uint32_t{from[1]} << 16 |

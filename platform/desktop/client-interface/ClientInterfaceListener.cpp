@@ -1,14 +1,34 @@
 #include "sound/ClientInterfaceListener.h"
 
 #include <cerrno>
+#include <new>
 
 #include "desktop/framework.h"
+#include "desktop/streams.h"
+#include "sound/message_records.h"
 
 namespace sound {
 
 namespace {
 
 constexpr char kInterfaceName[] = "tarvo.lm.interfaces.sound";
+
+// What a notification's line says of its command.
+constexpr bool kreports = false;
+constexpr bool kanswers = false;
+constexpr bool kstreams = true;
+
+/// Tells the transport which messages switch and announce streams.
+std::int32_t declareStreams() {
+    std::int32_t status = 0;
+#define AUDVIK_NOTIFICATION(NAME, RELATION, COMMAND, ...)                                 \
+    if (k##RELATION && status == 0) {                                                     \
+        status = desktop::declareStream(commandHeader(MessageId::cmd##COMMAND),           \
+                                        notificationHeader(MessageId::on##NAME##Notify)); \
+    }
+#include "sound/messages.def"
+    return status;
+}
 
 template <class... Arguments>
 std::int32_t ignore(Arguments const&... /*arguments*/) {
@@ -31,13 +51,16 @@ ClientInterfaceListener::~ClientInterfaceListener() = default;
     }
 #include "sound/messages.def"
 
-std::int32_t ClientInterfaceListener::init() {
+std::int32_t ClientInterfaceListener::init() try {
+    if (auto const status = declareStreams(); status < 0) return status;
     auto const self = self_.lock();
     if (self == nullptr) return -EINVAL;
     auto* const found = static_cast<ServiceInterface*>(desktop::findInterface(kInterfaceName));
     if (found == nullptr) return -ENOENT;
     serviceInterface_ = found;
     return found->addClient(self);
+} catch (std::bad_alloc const&) {
+    return -ENOMEM;
 }
 
 // The interface fixes that it is passed by value.

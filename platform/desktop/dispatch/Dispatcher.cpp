@@ -1,7 +1,10 @@
 #include "Dispatcher.h"
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <exception>
+#include <new>
 
 #include "log.h"
 #include "MessageHeader.h"
@@ -16,6 +19,23 @@ bool contains(Dispatcher::Modules modules, IoModule const* module) {
 }
 
 }  // namespace
+
+/// Ends the running of a module on every way out of its code.
+class Dispatcher::Running {
+public:
+    explicit Running(Dispatcher& dispatcher) : dispatcher_(dispatcher) {}
+    ~Running() {
+        std::lock_guard const lock(dispatcher_.mutex_);
+        dispatcher_.running_ = nullptr;
+        dispatcher_.runningThread_ = {};
+        dispatcher_.idle_.notify_all();
+    }
+    Running(Running const&) = delete;
+    Running& operator=(Running const&) = delete;
+
+private:
+    Dispatcher& dispatcher_;
+};
 
 void Dispatcher::add(Receiver const& receiver) {
     std::lock_guard const lock(mutex_);
@@ -50,48 +70,57 @@ std::optional<Dispatcher::Receiver> Dispatcher::takeNext(frameLmqMessageHeader_t
     std::lock_guard const lock(mutex_);
     for (auto const& receiver : receivers_) {
         if (receiver.number <= lastTurn_ || receiver.interfaceCode != header.interfaceCode ||
-            receiver.messageId != header.messageId || !contains(active_, receiver.owner)) {
+            receiver.messageId != header.messageId || !isActive(receiver.owner)) {
             continue;
         }
         lastTurn_ = receiver.number;
         if (contains(replacements_, receiver.owner)) continue;
         called_.push_back(receiver.owner);
-        running_ = receiver.owner;
-        runningThread_ = std::this_thread::get_id();
+        beginRunning(receiver.owner);
         return receiver;
     }
     return std::nullopt;
 }
 
 void Dispatcher::tell(std::function<void(IoModule&)> const& action) {
-    std::vector<IoModule*> modules;
-    {
-        std::lock_guard const lock(mutex_);
-        modules = active_;
-    }
-    for (auto* const module : modules) {
-        {
-            std::lock_guard const lock(mutex_);
-            if (!contains(active_, module)) continue;
-            running_ = module;
-            runningThread_ = std::this_thread::get_id();
-        }
-        run([&] { action(*module); });
-    }
+    std::uint64_t last = 0;
+    while (auto* const module = takeNextActive(last)) run([&] { action(*module); });
+}
+
+IoModule* Dispatcher::takeNextActive(std::uint64_t& last) {
+    std::lock_guard const lock(mutex_);
+    auto const next = std::find_if(active_.begin(), active_.end(),
+                                   [last](auto const& active) { return active.number > last; });
+    if (next == active_.end()) return nullptr;
+    last = next->number;
+    beginRunning(next->module);
+    return next->module;
+}
+
+bool Dispatcher::isActive(IoModule const* module) const {
+    return std::any_of(active_.begin(), active_.end(),
+                       [module](auto const& active) { return active.module == module; });
+}
+
+void Dispatcher::beginRunning(IoModule* module) {
+    running_ = module;
+    runningThread_ = std::this_thread::get_id();
 }
 
 void Dispatcher::exchange(Modules activate, Modules deactivate) {
     std::lock_guard const lock(mutex_);
+    active_.reserve(active_.size() + activate.size());
+    replacements_.reserve(replacements_.size() + activate.size());
     // What has reached those that go must not reach those that come, too.
     bool const wasServed =
         std::any_of(deactivate.begin(), deactivate.end(), [this](auto const* module) {
             return contains(called_, module) || contains(replacements_, module);
         });
     if (wasServed) replacements_.insert(replacements_.end(), activate.begin(), activate.end());
-    std::erase_if(active_, [&](auto const* module) { return contains(deactivate, module); });
+    std::erase_if(active_, [&](auto const& active) { return contains(deactivate, active.module); });
     std::erase_if(receivers_,
                   [&](auto const& receiver) { return contains(deactivate, receiver.owner); });
-    active_.insert(active_.end(), activate.begin(), activate.end());
+    for (auto* const module : activate) active_.push_back({module, ++added_});
 }
 
 bool Dispatcher::awaitIdle(Modules modules, std::chrono::milliseconds limit) {
@@ -101,18 +130,18 @@ bool Dispatcher::awaitIdle(Modules modules, std::chrono::milliseconds limit) {
     return idle_.wait_for(lock, limit, isIdle);
 }
 
-void Dispatcher::run(std::function<void()> const& action) {
+template <class Action>
+void Dispatcher::run(Action const& action) {
+    Running const running(*this);
     try {
         action();
+    } catch (abi::__forced_unwind const&) {
+        throw;
     } catch (std::exception const& error) {
         logLine(kFrameError, "a receiver threw an exception: %s", error.what());
     } catch (...) {
         logLine(kFrameError, "a receiver threw an exception");
     }
-    std::lock_guard const lock(mutex_);
-    running_ = nullptr;
-    runningThread_ = {};
-    idle_.notify_all();
 }
 
 }  // namespace desktop

@@ -1,11 +1,12 @@
 // What the handle of the platform's transport functions points to.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
-#include "bytes.h"
 #include "Dispatcher.h"
 #include "frame/message_meta.h"
+#include "Payload.h"
 
 namespace desktop {
 
@@ -23,7 +24,13 @@ public:
 
     Dispatcher& dispatcher() { return dispatcher_; }
 
+    /// Whether a receiver could not be registered. Whoever registered it may not look at the
+    /// result, and would never hear of that message.
+    void noteFailedRegistration() { registrationFailed_ = true; }
+    bool registrationFailed() const { return registrationFailed_; }
+
 private:
+    std::atomic<bool> registrationFailed_ = false;
     Dispatcher& dispatcher_;
 };
 

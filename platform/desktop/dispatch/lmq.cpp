@@ -1,13 +1,14 @@
 #include "frame/lmq.h"
 
 #include <cerrno>
-#include <memory>
 #include <new>
 #include <utility>
 
 #include "Datagram.h"
 #include "IoModule.h"
+#include "log.h"
 #include "MessageHeader.h"
+#include "Payload.h"
 #include "RecordCodec.h"
 
 frame::MsgIds frame::MsgIds::none{};
@@ -19,13 +20,16 @@ std::int32_t frameLmqIOServiceSendStructure(void* ioModule, frame::MsgIds& msgId
     if (ioModule == nullptr || table == nullptr || record == nullptr) return -EINVAL;
     try {
         auto const start = desktop::encodeMessageHeader({header, msgIds});
-        auto message = std::make_shared<desktop::Bytes>();
-        message->reserve(start.size() + table->size);
-        message->assign(start.begin(), start.end());
-        auto const status = desktop::encodeRecord(*table, record, desktop::kMaxMessage, *message);
+        auto message = desktop::newPayload();
+        message->bytes.reserve(start.size() + table->size);
+        message->bytes.assign(start.begin(), start.end());
+        auto const status =
+            desktop::encodeRecord(*table, record, desktop::kMaxMessage, message->bytes);
         if (status < 0) return status;
         return static_cast<desktop::IoModule*>(ioModule)->send(std::move(message), destination);
     } catch (std::bad_alloc const&) {
+        desktop::logLine(desktop::kFrameError, "message 0x%08X is not sent: out of memory",
+                         unsigned{header.messageId});
         return -ENOMEM;
     }
 }
@@ -41,6 +45,7 @@ std::int32_t frameLmqIOServiceRegisterMessageHandlerFunction(void* ioModule,
         owner->dispatcher().add(
             {owner, header.interfaceCode, header.messageId, receiver, context, table});
     } catch (std::bad_alloc const&) {
+        owner->noteFailedRegistration();
         return -ENOMEM;
     }
     return 0;

@@ -1,40 +1,37 @@
 #include "ClientConnection.h"
 
+#include <sys/random.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
-#include <random>
-#include <system_error>
+#include <cstring>
 #include <utility>
 
 #include "log.h"
 #include "MessageHeader.h"
+#include "socket_owner.h"
+#include "Streams.h"
 #include "transport_info.h"
 
 namespace desktop {
 
 namespace {
 
-using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
-constexpr std::uint32_t kDeliveryCapacity = 256;
-constexpr std::size_t kSendCapacity = 256;
-constexpr int kDatagramsPerTurn = 64;
-constexpr milliseconds kFirstHelloInterval{100};
-constexpr milliseconds kLastHelloInterval{1000};
-constexpr milliseconds kRegistrationLimit{1000};
-constexpr milliseconds kStallLimit{2000};
-constexpr milliseconds kFlushLimit{200};
+/// How long the answer to "whose port is it?" holds.
+constexpr std::chrono::seconds kAskAgainAfter{1};
 
 std::uint64_t randomSession() {
-    std::random_device random;
     std::uint64_t session = 0;
-    while (session == 0) session = std::uint64_t{random()} << 32 | random();
+    while (getrandom(&session, sizeof session, 0) != sizeof session || session == 0) continue;
     return session;
 }
 
-std::string errorText(int error) {
-    return std::generic_category().message(-error);
+/// Allocates nothing.
+char const* errorText(int error) {
+    return error == 0 ? "it said goodbye" : strerrordesc_np(-error);
 }
 
 }  // namespace
@@ -64,72 +61,77 @@ private:
     bool connected_ = false;
 };
 
-ClientConnection::ClientConnection(Address const& service)
+ClientConnection::ClientConnection(Address const& service, Limits const& limits)
     : service_(service),
-      serviceText_(service.toString()),
-      socket_(UdpSocket::Role::kConnect, service, kMaxDatagram),
-      link_(randomSession(), kDeliveryCapacity, 0, Clock::now()),
-      helloInterval_(kFirstHelloInterval),
-      delivery_(
-          mutex_, [this](Tag const& tag) { taken(tag); },
-          [this](Tag const& tag, std::span<std::uint8_t> message) { deliver(tag, message); }),
-      io_(socket_, mutex_, [this] { return turn(); }) {
-    io_.start();
+      serviceText_(service.text()),
+      link_(randomSession(), limits.notificationsHeld, limits.link, Clock::now()),
+      helloInterval_(limits.firstHello),
+      endpoint_(UdpSocket::Role::kConnect, service, limits, *this) {
+    endpoint_.start();
 }
 
 ClientConnection::~ClientConnection() = default;
 
 IoModule* ClientConnection::addModule(frame::IOConnectionListener& listener) {
-    std::lock_guard const lock(mutex_);
+    auto const lock = endpoint_.lock();
     return modules_.emplace_back(std::make_unique<Module>(*this, listener)).get();
 }
 
 void ClientConnection::announce() {
-    std::lock_guard const lock(mutex_);
-    if (state_ == State::kRegistered) delivery_.push({Event::kConnected, 0, {}}, {});
+    auto const lock = endpoint_.lock();
+    if (state_ == State::kRegistered) push(Event::kConnected, 0);
 }
 
 std::int32_t ClientConnection::send(Payload message) {
-    Lock lock(mutex_);
-    if (auto const status = awaitRegistration(lock); status < 0) return status;
-    if (auto const status = awaitRoom(lock); status < 0) return status;
-    auto const now = Clock::now();
-    link_.send(std::move(message), now);
-    flush(now);
-    io_.dueBy(link_.deadline());
-    return 0;
+    auto lock = endpoint_.lock();
+    auto status = awaitRegistration(lock);
+    if (status == 0) status = awaitRoom(lock);
+    // Not before: a registration that this has waited for sends what is remembered, too.
+    Streams::instance().remember(message);
+    if (status == 0) {
+        auto const now = Clock::now();
+        link_.send(std::move(message), now);
+        flush(now);
+        endpoint_.serveBy(link_.deadline());
+    }
+    endpoint_.transmit(lock);
+    return status;
 }
 
 std::int32_t ClientConnection::awaitRegistration(Lock& lock) {
     if (state_ == State::kRegistered) return 0;
     if (state_ == State::kClosed) return -ESHUTDOWN;
 
-    helloInterval_ = kFirstHelloInterval;
+    helloInterval_ = endpoint_.limits().firstHello;
     sayHello(Clock::now());
+    endpoint_.transmit(lock);
+    endpoint_.serveBy(helloAt_);
+    endpoint_.awaitDatagrams();
     // What is known by now was the answer to an earlier attempt.
-    if (socket_.takeRefusal()) refused();
-    io_.dueBy(helloAt_);
     auto const refusals = refusals_;
-    changed_.wait_for(lock, kRegistrationLimit,
+    changed_.wait_for(lock, endpoint_.limits().registration,
                       [&] { return state_ != State::kRegistering || refusals_ != refusals; });
     if (state_ == State::kRegistered) return 0;
-    int const error = refusals_ != refusals ? -ECONNREFUSED : -ETIMEDOUT;
+    int const error = refusals_ != refusals ? refusal_ : -ETIMEDOUT;
+    missed_ = true;
     logLine(kFrameError, "no sound service at %s (%s); start one, for example sound-service",
-            serviceText_.c_str(), errorText(error).c_str());
+            serviceText_.data(), errorText(error));
     return error;
 }
 
 std::int32_t ClientConnection::awaitRoom(Lock& lock) {
+    auto const& limits = endpoint_.limits();
     auto acknowledged = link_.acknowledged();
-    auto giveUp = Clock::now() + kStallLimit;
-    while (state_ == State::kRegistered && link_.queued() >= kSendCapacity) {
+    auto giveUp = Clock::now() + limits.stall;
+    while (state_ == State::kRegistered && link_.queued() >= limits.commandsQueued) {
+        endpoint_.awaitDatagrams();
         auto const waited = changed_.wait_until(lock, giveUp);
         if (link_.acknowledged() != acknowledged) {
             acknowledged = link_.acknowledged();
-            giveUp = Clock::now() + kStallLimit;
+            giveUp = Clock::now() + limits.stall;
         } else if (waited == std::cv_status::timeout) {
             logLine(kFrameError, "the sound service at %s takes no more commands",
-                    serviceText_.c_str());
+                    serviceText_.data());
             return -ETIMEDOUT;
         }
     }
@@ -138,165 +140,205 @@ std::int32_t ClientConnection::awaitRoom(Lock& lock) {
 
 void ClientConnection::close() {
     {
-        Lock lock(mutex_);
-        changed_.wait_for(lock, kFlushLimit,
+        auto lock = endpoint_.lock();
+        link_.hurry();
+        if (state_ == State::kRegistered) flush(Clock::now());
+        endpoint_.transmit(lock);
+        endpoint_.awaitDatagrams();
+        changed_.wait_for(lock, endpoint_.limits().flush,
                           [this] { return state_ != State::kRegistered || link_.queued() == 0; });
         if (state_ == State::kRegistered) {
-            socket_.send(encodeHeader(link_.makeHeader(Kind::kBye)), nullptr, nullptr);
+            endpoint_.send(link_.makeHeader(Kind::kBye), nullptr, service_);
         }
         state_ = State::kClosed;
         changed_.notify_all();
+        endpoint_.transmit(lock);
+        Streams::instance().forget();
     }
-    io_.stop();
+    endpoint_.close();
 }
 
-void ClientConnection::stopDelivery() {
-    delivery_.stop();
+char const* ClientConnection::refuse(Kind kind) const {
+    return kind == Kind::kHello ? "a client's datagram" : nullptr;
 }
 
-TimePoint ClientConnection::turn() {
-    auto const now = Clock::now();
-    bool const received = receiveAll(now);
-    if (received) changed_.notify_all();
-    if (state_ == State::kRegistered && link_.isSilent(now)) loseService(-ETIMEDOUT);
-    if (state_ == State::kClosed) return TimePoint::max();
-    if (state_ == State::kRegistering) {
-        if (now >= helloAt_) sayHello(now);
-        return helloAt_;
-    }
-    flush(now);
-    // A sender that finds the link idle has to wake this thread; so stay awake while it is busy.
-    return received ? std::min(link_.deadline(), now + Link::kFirstRetry) : link_.deadline();
-}
-
-bool ClientConnection::receiveAll(TimePoint now) {
-    bool received = false;
-    for (int i = 0; i < kDatagramsPerTurn; ++i) {
-        // In the order in which things happened: the service may be back since it refused.
-        if (socket_.takeRefusal()) refused();
-        Address from;
-        auto const datagram = socket_.receive(from);
-        if (datagram.data() != nullptr) {
-            received = true;
-            receive(datagram, now);
-        } else if (!socket_.takeRefusal()) {
-            break;
-        } else {
-            refused();
-        }
-    }
-    return received;
-}
-
-void ClientConnection::receive(std::span<std::uint8_t const> datagram, TimePoint now) {
-    DatagramHeader header;
-    auto const* wrong = decodeHeader(datagram, header);
-    if (wrong == nullptr && header.kind == Kind::kHello) wrong = "a client's datagram";
-    if (wrong == nullptr && header.kind == Kind::kData) {
-        wrong = checkMessageHeader(datagram.subspan(kHeaderSize));
-    }
-    if (wrong != nullptr) {
-        malformed_.count(wrong, serviceText_);
+void ClientConnection::receive(DatagramHeader const& header, std::span<std::uint8_t const> message,
+                               Address const& /*from*/, TimePoint now) {
+    if (header.session != link_.session() || state_ == State::kClosed) return;
+    if (!trustsService(now)) return;
+    if (header.kind == Kind::kReset && state_ == State::kRegistering) {
+        logLine(kFrameWarning, "the sound service at %s takes no further client",
+                serviceText_.data());
+        refuseRegistration(-ECONNREFUSED);
         return;
     }
-    if (header.session != link_.session() || state_ == State::kClosed) return;
     if (header.kind == Kind::kReset || header.kind == Kind::kBye) {
         if (state_ != State::kRegistered) return;
-        if (header.kind == Kind::kReset) {
-            registerAgain();
+        // The last word on what has arrived.
+        link_.receive(header, 0, now);
+        if (header.kind == Kind::kBye) {
+            loseService(0, now);
         } else {
-            loseService(0);
+            registerAgain(now);
         }
         return;
     }
     // Whatever belongs to the session shows that it is registered; the welcome may be lost.
-    if (state_ == State::kRegistering) becomeRegistered();
-    if (!link_.receive(header, now)) return;
-    delivery_.push({Event::kMessage, 0, transportInfo(service_, link_.session())},
-                   datagram.subspan(kHeaderSize));
+    if (state_ == State::kRegistering) becomeRegistered(now);
+    endpoint_.reserve(message.size());
+    bool const isNew = link_.receive(header, message.size(), now);
+    if (isNew) {
+        endpoint_.push(Event::kMessage, 0, transportInfo(service_, link_.session()), message);
+    }
+    changed_.notify_all();
 }
 
-void ClientConnection::becomeRegistered() {
+/// Whoever has the service's port announces pipes that this process reads from. So it has to
+/// belong to this user or to root, and that has to be known anew every now and then: the service
+/// may have died, and somebody else may have taken its port.
+bool ClientConnection::trustsService(TimePoint now) {
+    if (now < askAgainAt_ || !service_.isLoopback()) return trusted_;
+    auto const owner = ownerOfSocket(service_);
+    trusted_ = owner && (*owner == 0 || *owner == geteuid());
+    askAgainAt_ = now + kAskAgainAfter;
+    if (trusted_) distrustReported_ = false;
+    if (!owner || trusted_) return trusted_;
+    if (!std::exchange(distrustReported_, true)) {
+        logLine(kFrameError,
+                "%s belongs to user %u, and neither to root nor to user %u: it is not taken for "
+                "the sound service; run both as the same user",
+                serviceText_.data(), unsigned{*owner}, unsigned{geteuid()});
+    }
+    if (state_ == State::kRegistered) loseService(-EACCES, now);
+    refuseRegistration(-EACCES);
+    return false;
+}
+
+void ClientConnection::becomeRegistered(TimePoint now) {
+    endpoint_.reserve(0);
+    // Ahead of what is queued: that may hold a later command of the same kind.
+    Streams::instance().forEachSwitch(
+        [this, now](Payload const& command) { link_.sendFirst(command, now); });
     state_ = State::kRegistered;
     failureReported_ = false;
-    logLine(kFrameInfo, "registered with the sound service at %s", serviceText_.c_str());
-    delivery_.push({Event::kConnected, 0, {}}, {});
-}
-
-void ClientConnection::refused() {
-    ++refusals_;
-    changed_.notify_all();
-    if (state_ == State::kRegistered) {
-        loseService(-ECONNREFUSED);
-        return;
+    if (std::exchange(missed_, false)) {
+        logLine(kFrameWarning, "the sound service at %s is back", serviceText_.data());
+    } else {
+        logLine(kFrameInfo, "registered with the sound service at %s", serviceText_.data());
     }
-    dropCommands();
-    if (failureReported_) return;
-    failureReported_ = true;
-    delivery_.push({Event::kConnectionFailed, -ECONNREFUSED, {}}, {});
+    push(Event::kConnected, 0);
 }
 
-void ClientConnection::loseService(int error) {
-    logLine(kFrameWarning, "the sound service at %s is gone (%s); waiting for it to come back",
-            serviceText_.c_str(), error == 0 ? "it said goodbye" : errorText(error).c_str());
+void ClientConnection::peerIsMissing(TimePoint now) {
+    if (state_ == State::kRegistered) loseService(-ECONNREFUSED, now);
+    refuseRegistration(-ECONNREFUSED);
+}
+
+void ClientConnection::refuseRegistration(int error) {
+    ++refusals_;
+    refusal_ = error;
+    changed_.notify_all();
     dropCommands();
-    beginSession();
-    delivery_.push({Event::kDisconnected, error, {}}, {});
+    if (std::exchange(failureReported_, true)) return;
+    push(Event::kConnectionFailed, error);
+}
+
+void ClientConnection::loseService(int error, TimePoint now) {
+    push(Event::kDisconnected, error);
+    logLine(kFrameWarning, "the sound service at %s is gone (%s); waiting for it to come back",
+            serviceText_.data(), errorText(error));
+    missed_ = true;
+    dropCommands();
+    beginSession(now);
 }
 
 void ClientConnection::dropCommands() {
-    auto const commands = link_.takeQueued();
-    if (commands.empty()) return;
+    if (link_.queued() == 0) return;
     logLine(kFrameWarning, "%u command(s) to the sound service at %s are lost",
-            static_cast<unsigned>(commands.size()), serviceText_.c_str());
+            static_cast<unsigned>(link_.queued()), serviceText_.data());
+    link_.dropQueued();
 }
 
-void ClientConnection::registerAgain() {
+void ClientConnection::registerAgain(TimePoint now) {
+    push(Event::kDisconnected, -ECONNRESET);
     logLine(kFrameWarning,
             "the sound service at %s no longer knows this process; registering again",
-            serviceText_.c_str());
-    auto commands = link_.takeQueued();
-    beginSession();
-    auto const now = Clock::now();
-    for (auto& command : commands) link_.send(std::move(command), now);
-    delivery_.push({Event::kDisconnected, -ECONNRESET, {}}, {});
+            serviceText_.data());
+    missed_ = true;
+    beginSession(now);
 }
 
-void ClientConnection::beginSession() {
-    auto const now = Clock::now();
-    link_ = Link(randomSession(), kDeliveryCapacity, link_.held(), now);
+void ClientConnection::beginSession(TimePoint now) {
+    link_.restart(randomSession(), now);
     state_ = State::kRegistering;
-    helloAt_ = now;
-    helloInterval_ = kFirstHelloInterval;
+    helloInterval_ = endpoint_.limits().firstHello;
+    sayHello(now);
     changed_.notify_all();
 }
 
 void ClientConnection::sayHello(TimePoint now) {
-    socket_.send(encodeHeader(link_.makeHeader(Kind::kHello)), nullptr, nullptr);
+    endpoint_.send(link_.makeHeader(Kind::kHello), nullptr, service_);
     helloAt_ = now + helloInterval_;
-    helloInterval_ = std::min(helloInterval_ * 2, kLastHelloInterval);
+    helloInterval_ = std::min(helloInterval_ * 2, endpoint_.limits().lastHello);
+}
+
+TimePoint ClientConnection::serve(TimePoint now) {
+    if (state_ == State::kRegistered && link_.isSilent(now)) loseService(-ETIMEDOUT, now);
+    if (state_ == State::kClosed) return TimePoint::max();
+    if (state_ == State::kRegistering) {
+        reportStuckReceiver(now);
+        if (now >= helloAt_) sayHello(now);
+        return helloAt_;
+    }
+    flush(now);
+    return link_.deadline();
+}
+
+/// A listener that opens a pipe waits there until somebody opens the other end.
+void ClientConnection::reportStuckReceiver(TimePoint now) {
+    auto const* const since = endpoint_.deliveringSince();
+    if (since == nullptr || now - *since < endpoint_.limits().stuckReceiver ||
+        *since == stuckReported_ || endpoint_.delivering().event != Event::kMessage) {
+        return;
+    }
+    stuckReported_ = *since;
+    auto const header = decodeMessageHeader(endpoint_.delivering().message).header;
+    logLine(kFrameError,
+            "notification 0x%08X has not returned from its receiver since the sound service at %s "
+            "is gone; if that waits in a pipe, it goes on when a service starts there",
+            unsigned{header.messageId}, serviceText_.data());
 }
 
 void ClientConnection::flush(TimePoint now) {
-    while (auto const outgoing = link_.next(now)) {
-        socket_.send(encodeHeader(outgoing->header), outgoing->payload.get(), nullptr);
+    while (auto outgoing = link_.next(now)) {
+        endpoint_.send(outgoing->header, std::move(outgoing->payload), service_);
     }
 }
 
-void ClientConnection::taken(Tag const& tag) {
-    if (tag.event != Event::kMessage) return;
-    link_.consumed();
-    if (state_ == State::kRegistered) flush(Clock::now());
+void ClientConnection::push(Event event, int error) {
+    endpoint_.reserve(0);
+    endpoint_.push(event, error, transportInfo(service_, link_.session()));
 }
 
-void ClientConnection::deliver(Tag const& tag, std::span<std::uint8_t> message) {
-    if (tag.event == Event::kMessage) {
-        auto const* const wrong = dispatcher_.deliver(message, tag.sender);
-        if (wrong != nullptr) malformed_.count(wrong, serviceText_);
+bool ClientConnection::take(Delivery const& delivery, TimePoint now) {
+    if (delivery.event != Event::kMessage) return true;
+    link_.consumed();
+    if (state_ == State::kRegistered) flush(now);
+    bool const isOfThisSession =
+        delivery.peer.words == transportInfo(service_, link_.session()).words &&
+        state_ == State::kRegistered;
+    return isOfThisSession || !Streams::instance().isAnnouncement(delivery.message);
+}
+
+void ClientConnection::deliver(Delivery& delivery) {
+    if (delivery.event == Event::kMessage) {
+        auto const* const wrong = dispatcher_.deliver(delivery.message, delivery.peer);
+        if (wrong != nullptr) endpoint_.malformed().count(wrong, service_);
         return;
     }
-    dispatcher_.tell(
-        [&tag](IoModule& module) { static_cast<Module&>(module).tell(tag.event, tag.error); });
+    dispatcher_.tell([&delivery](IoModule& module) {
+        static_cast<Module&>(module).tell(delivery.event, delivery.error);
+    });
 }
 
 }  // namespace desktop

@@ -4,14 +4,14 @@
 
 namespace desktop {
 
-void MalformedLog::count(char const* reason, std::string const& sender) {
+void MalformedLog::count(char const* reason, Address const& sender) {
     std::lock_guard const lock(mutex_);
     ++unreported_;
     auto const now = std::chrono::steady_clock::now();
     if (now < quietUntil_) return;
     quietUntil_ = now + std::chrono::seconds(1);
     logLine(kFrameWarning, "%u datagram(s) dropped, the latest from %s: %s", unreported_,
-            sender.c_str(), reason);
+            sender.text().data(), reason);
     unreported_ = 0;
 }
 

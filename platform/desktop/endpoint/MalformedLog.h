@@ -3,8 +3,8 @@
 
 #include <cstdint>
 #include <mutex>
-#include <string>
 
+#include "Address.h"
 #include "TimePoint.h"
 
 namespace desktop {
@@ -13,7 +13,7 @@ class MalformedLog {
 public:
     /// Counts a datagram that is dropped. Any thread.
     /// @param reason  "shorter than a header"
-    void count(char const* reason, std::string const& sender);
+    void count(char const* reason, Address const& sender);
 
 private:
     std::mutex mutex_;

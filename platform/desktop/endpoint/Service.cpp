@@ -2,295 +2,305 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <condition_variable>
-#include <mutex>
 #include <optional>
 #include <utility>
 #include <vector>
 
-#include "Address.h"
-#include "DeliveryThread.h"
 #include "Dispatcher.h"
+#include "Endpoint.h"
 #include "IoModule.h"
-#include "IoThread.h"
 #include "Link.h"
 #include "log.h"
-#include "MalformedLog.h"
-#include "MessageHeader.h"
+#include "RegistrationLimit.h"
+#include "socket_owner.h"
 #include "transport_info.h"
-#include "UdpSocket.h"
 
 namespace desktop {
 
 namespace {
 
-using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
-
-constexpr std::uint32_t kCommandCapacity = 128;  // for each client
-constexpr std::size_t kMaxClients = 64;
-constexpr int kDatagramsAtOnce = 64;
-constexpr milliseconds kGoodbyeLimit{200};
-
-// A client's queue: full, for how long, and too long at once.
-constexpr std::size_t kFullQueue = 1024;
-constexpr milliseconds kFullLimit{2000};
-constexpr std::size_t kMaxQueue = 16384;
-constexpr std::size_t kMaxQueueBytes = std::size_t{16} << 20;
 
 }  // namespace
 
-class Service::Impl : public IoModule {
+class Service::Impl final : public IoModule, private Endpoint::Protocol {
 public:
-    Impl(Address const& address, ClientGone clientGone);
+    Impl(Address const& address, ClientGone clientGone, Limits const& limits);
     ~Impl() override;
 
-    void start() { io_.start(); }
+    void start() { endpoint_.start(); }
     std::int32_t send(Payload message, frame::TransportInfo const* destination) override;
 
 private:
     struct Client {
-        Client(Address const& from, std::uint64_t session, TimePoint now)
-            : address(from),
-              info(transportInfo(from, session)),
-              link(session, kCommandCapacity, 0, now) {}
-
         Address address;
         frame::TransportInfo info;
+        std::optional<uid_t> user;
         Link link;
         std::optional<TimePoint> fullSince;
     };
+    using Clients = std::vector<Client>;
 
-    using ClientRef = std::shared_ptr<Client>;
+    void receive(DatagramHeader const& header, std::span<std::uint8_t const> message,
+                 Address const& from, TimePoint now) override;
+    char const* refuse(Kind kind) const override;
+    void peerIsMissing(TimePoint /*now*/) override {}
+    TimePoint serve(TimePoint now) override;
+    bool take(Delivery const& delivery, TimePoint now) override;
+    void deliver(Delivery& delivery) override;
 
-    struct Tag {
-        ClientRef client;
-        bool gone;  // it has left, and there is no message
-    };
-
-    TimePoint turn();
-    bool receiveAll(TimePoint now);
-    void receive(std::span<std::uint8_t const> datagram, Address const& from, TimePoint now);
     void welcome(DatagramHeader const& hello, Address const& from, TimePoint now);
+    Clients::iterator admit(DatagramHeader const& hello, Address const& from, TimePoint now);
+    void reset(Address const& to, std::uint64_t session);
     void dropLaggards(TimePoint now);
-    static std::string reasonToDrop(Client& client, TimePoint now);
-    void remove(ClientRef const& client);
-    void enqueue(Client& client, Payload const& message, TimePoint now);
+    std::string reasonToDrop(Client& client, TimePoint now) const;
+    Clients::iterator remove(Clients::iterator client);
     void flush(Client& client, TimePoint now);
-    ClientRef find(Address const& address) const;
-    void taken(Tag const& tag);
-    void deliver(Tag const& tag, std::span<std::uint8_t> message);
+    Clients::iterator find(Address const& address);
+    Clients::iterator find(frame::TransportInfo const& info);
+    bool anyIsBehind() const;
+    void holdBack();
 
     ClientGone const clientGone_;
-    UdpSocket socket_;
     Dispatcher dispatcher_;
-    MalformedLog malformed_;
 
-    std::mutex mutex_;  // guards what follows
-    std::condition_variable flushed_;
-    std::vector<ClientRef> clients_;
-    DeliveryThread<Tag> delivery_;
-    IoThread io_;  // last: its turns use everything above
+    // Guarded by the endpoint's lock:
+    std::condition_variable acknowledged_;
+    Clients clients_;
+    RegistrationLimit registrations_;
+
+    Endpoint endpoint_;  // last: its threads use everything above
 };
 
-Service::Impl::Impl(Address const& address, ClientGone clientGone)
+Service::Impl::Impl(Address const& address, ClientGone clientGone, Limits const& limits)
     : IoModule(dispatcher_),
       clientGone_(std::move(clientGone)),
-      socket_(UdpSocket::Role::kListen, address, kMaxDatagram),
-      delivery_(
-          mutex_, [this](Tag const& tag) { taken(tag); },
-          [this](Tag const& tag, std::span<std::uint8_t> message) { deliver(tag, message); }),
-      io_(socket_, mutex_, [this] { return turn(); }) {
-    IoModule* const self = this;
-    dispatcher_.exchange({&self, 1}, {});
+      registrations_(limits.registrationsAtOnce, limits.registrationsPerSecond),
+      endpoint_(UdpSocket::Role::kListen, address, limits, *this) {
+    clients_.reserve(limits.clients);
+    dispatcher_.activate(this);
 }
 
 Service::Impl::~Impl() {
     {
-        std::unique_lock lock(mutex_);
-        flushed_.wait_for(lock, kGoodbyeLimit, [this] {
-            return std::all_of(clients_.begin(), clients_.end(),
-                               [](auto const& client) { return client->link.queued() == 0; });
-        });
-        for (auto const& client : clients_) {
-            socket_.send(encodeHeader(client->link.makeHeader(Kind::kBye)), nullptr,
-                         &client->address);
+        auto lock = endpoint_.lock();
+        auto const now = Clock::now();
+        for (auto& client : clients_) {
+            client.link.hurry();
+            flush(client, now);
         }
+        endpoint_.transmit(lock);
+        endpoint_.awaitDatagrams();
+        acknowledged_.wait_for(lock, endpoint_.limits().flush, [this] {
+            return std::all_of(clients_.begin(), clients_.end(),
+                               [](auto const& client) { return client.link.queued() == 0; });
+        });
+        for (auto& client : clients_) {
+            endpoint_.send(client.link.makeHeader(Kind::kBye), nullptr, client.address);
+        }
+        endpoint_.transmit(lock);
     }
-    io_.stop();
-    delivery_.stop();
+    endpoint_.close();
+    endpoint_.join();
 }
 
 std::int32_t Service::Impl::send(Payload message, frame::TransportInfo const* destination) {
-    std::lock_guard const lock(mutex_);
+    auto lock = endpoint_.lock();
     auto const now = Clock::now();
-    if (destination == nullptr) {
-        for (auto const& client : clients_) enqueue(*client, message, now);
-        dropLaggards(now);
-        return 0;
+    std::int32_t status = 0;
+    auto const sendTo = [&](Client& client) {
+        try {
+            client.link.send(message, now);
+        } catch (std::bad_alloc const&) {
+            logLine(kFrameError, "%s misses a notification: out of memory",
+                    client.address.text().data());
+            status = -ENOMEM;
+        }
+        flush(client, now);
+        endpoint_.serveBy(client.link.deadline());
+    };
+    if (destination != nullptr) {
+        auto const client = find(*destination);
+        if (client == clients_.end()) return -ENOTCONN;
+        if (client->link.queued() >= endpoint_.limits().queueFull) return -EAGAIN;
+        sendTo(*client);
+    } else {
+        for (auto& client : clients_) sendTo(client);
     }
-    auto const client =
-        std::find_if(clients_.begin(), clients_.end(), [destination](auto const& candidate) {
-            return candidate->info.words == destination->words;
-        });
-    if (client == clients_.end()) return -ENOTCONN;
-    if ((*client)->link.queued() >= kFullQueue) return -EAGAIN;
-    enqueue(**client, message, now);
     dropLaggards(now);
-    return 0;
+    endpoint_.transmit(lock);
+    return status;
 }
 
-void Service::Impl::enqueue(Client& client, Payload const& message, TimePoint now) {
-    client.link.send(message, now);
-    flush(client, now);
-    io_.dueBy(client.link.deadline());
-}
-
-TimePoint Service::Impl::turn() {
-    auto const now = Clock::now();
-    bool const received = receiveAll(now);
-    if (received) flushed_.notify_all();
+TimePoint Service::Impl::serve(TimePoint now) {
     dropLaggards(now);
-
-    // A sender that finds a link idle has to wake this thread; so stay awake while one is busy.
-    auto next = received ? now + Link::kFirstRetry : TimePoint::max();
-    for (auto const& client : clients_) {
-        flush(*client, now);
-        next = std::min(next, client->link.deadline());
-        if (client->fullSince) next = std::min(next, *client->fullSince + kFullLimit);
+    auto next = TimePoint::max();
+    for (auto& client : clients_) {
+        flush(client, now);
+        next = std::min(next, client.link.deadline());
+        if (client.fullSince) {
+            next = std::min(next, *client.fullSince + endpoint_.limits().queueFullFor);
+        }
     }
     return next;
 }
 
-bool Service::Impl::receiveAll(TimePoint now) {
-    bool received = false;
-    for (int i = 0; i < kDatagramsAtOnce; ++i) {
-        Address from;
-        auto const datagram = socket_.receive(from);
-        if (datagram.data() == nullptr) break;
-        received = true;
-        receive(datagram, from, now);
-    }
-    return received;
+char const* Service::Impl::refuse(Kind kind) const {
+    return kind == Kind::kWelcome || kind == Kind::kReset ? "a service's datagram" : nullptr;
 }
 
-void Service::Impl::receive(std::span<std::uint8_t const> datagram, Address const& from,
-                            TimePoint now) {
-    DatagramHeader header;
-    auto const* wrong = decodeHeader(datagram, header);
-    if (wrong == nullptr && (header.kind == Kind::kWelcome || header.kind == Kind::kReset)) {
-        wrong = "a service's datagram";
-    }
-    if (wrong == nullptr && header.kind == Kind::kData) {
-        wrong = checkMessageHeader(datagram.subspan(kHeaderSize));
-    }
-    if (wrong != nullptr) {
-        malformed_.count(wrong, from.toString());
-        return;
-    }
-    if (header.kind == Kind::kHello) {
-        welcome(header, from, now);
-        return;
-    }
+void Service::Impl::receive(DatagramHeader const& header, std::span<std::uint8_t const> message,
+                            Address const& from, TimePoint now) {
+    if (header.kind == Kind::kHello) return welcome(header, from, now);
     auto const client = find(from);
-    if (client == nullptr || client->link.session() != header.session) {
-        if (header.kind == Kind::kBye) return;
-        socket_.send(encodeHeader({Kind::kReset, header.session, 0, 0, 0}), nullptr, &from);
+    if (client == clients_.end() || client->link.session() != header.session) {
+        if (header.kind != Kind::kBye) reset(from, header.session);
         return;
     }
     if (header.kind == Kind::kBye) {
         remove(client);
         return;
     }
-    if (!client->link.receive(header, now)) return;
-    delivery_.push({client, false}, datagram.subspan(kHeaderSize));
+    endpoint_.reserve(message.size());
+    bool const isNew = client->link.receive(header, message.size(), now);
+    if (isNew) endpoint_.push(Delivery::Event::kMessage, 0, client->info, message);
+    acknowledged_.notify_all();
 }
 
 void Service::Impl::welcome(DatagramHeader const& hello, Address const& from, TimePoint now) {
     auto client = find(from);
-    if (client != nullptr && client->link.session() != hello.session) {
+    if (client != clients_.end() && client->link.session() != hello.session) {
         remove(client);
-        client = nullptr;
+        client = clients_.end();
     }
-    if (client == nullptr) {
-        if (clients_.size() == kMaxClients) {
-            malformed_.count("too many clients are registered", from.toString());
-            return;
-        }
-        client = clients_.emplace_back(std::make_shared<Client>(from, hello.session, now));
-        logLine(kFrameInfo, "%s has registered", from.toString().c_str());
+    if (client == clients_.end()) client = admit(hello, from, now);
+    if (client == clients_.end()) return;
+    client->link.receive(hello, 0, now);
+    endpoint_.send(client->link.makeHeader(Kind::kWelcome), nullptr, from);
+}
+
+/// @return the new client; none when there is no place for it
+auto Service::Impl::admit(DatagramHeader const& hello, Address const& from, TimePoint now)
+    -> Clients::iterator {
+    // One that is not answered asks again.
+    if (!registrations_.take(now)) return clients_.end();
+    auto const& limits = endpoint_.limits();
+    auto const user = ownerOfSocket(from);
+    auto const ofUser = std::count_if(clients_.begin(), clients_.end(),
+                                      [&user](auto const& client) { return client.user == user; });
+    char const* const full = clients_.size() >= limits.clients ? "all places are taken"
+                             : static_cast<std::size_t>(ofUser) >= limits.clientsOfOneUser
+                                 ? "its user has taken the places that one may take"
+                                 : nullptr;
+    if (full != nullptr) {
+        logLine(kFrameWarning, "%s is refused: %s", from.text().data(), full);
+        reset(from, hello.session);
+        return clients_.end();
     }
-    client->link.receive(hello, now);
-    socket_.send(encodeHeader(client->link.makeHeader(Kind::kWelcome)), nullptr, &from);
+    logLine(kFrameInfo, "%s has registered", from.text().data());
+    clients_.push_back({from,
+                        transportInfo(from, hello.session),
+                        user,
+                        Link(hello.session, limits.commandsHeld, limits.link, now),
+                        {}});
+    return std::prev(clients_.end());
+}
+
+void Service::Impl::reset(Address const& to, std::uint64_t session) {
+    endpoint_.send({Kind::kReset, session, 0, 0, 0}, nullptr, to);
 }
 
 void Service::Impl::dropLaggards(TimePoint now) {
-    for (std::size_t i = 0; i < clients_.size();) {
-        auto const client = clients_[i];
+    for (auto client = clients_.begin(); client != clients_.end();) {
         auto const reason = reasonToDrop(*client, now);
         if (reason.empty()) {
-            ++i;
+            ++client;
             continue;
         }
-        logLine(kFrameWarning, "%s is %s: dropped", client->address.toString().c_str(),
-                reason.c_str());
-        socket_.send(encodeHeader(client->link.makeHeader(Kind::kReset)), nullptr,
-                     &client->address);
-        remove(client);
+        logLine(kFrameWarning, "%s is %s: dropped", client->address.text().data(), reason.c_str());
+        endpoint_.send(client->link.makeHeader(Kind::kReset), nullptr, client->address);
+        client = remove(client);
     }
 }
 
-std::string Service::Impl::reasonToDrop(Client& client, TimePoint now) {
+std::string Service::Impl::reasonToDrop(Client& client, TimePoint now) const {
+    auto const& limits = endpoint_.limits();
     auto const queued = client.link.queued();
-    if (queued < kFullQueue) {
+    if (queued < limits.queueFull) {
         client.fullSince.reset();
     } else if (!client.fullSince) {
         client.fullSince = now;
     }
-    bool const fullTooLong = client.fullSince && now - *client.fullSince >= kFullLimit;
-    if (fullTooLong || queued >= kMaxQueue || client.link.queuedBytes() >= kMaxQueueBytes) {
+    bool const fullTooLong = client.fullSince && now - *client.fullSince >= limits.queueFullFor;
+    if (fullTooLong || queued >= limits.queueMost ||
+        client.link.queuedBytes() >= limits.queueMostBytes) {
         return std::to_string(queued) + " notifications behind";
     }
     return client.link.isSilent(now) ? "silent for 5 s" : "";
 }
 
-void Service::Impl::remove(ClientRef const& client) {
-    std::erase(clients_, client);
-    delivery_.push({client, true}, {});
+auto Service::Impl::remove(Clients::iterator client) -> Clients::iterator {
+    endpoint_.reserve(0);
+    endpoint_.push(Delivery::Event::kClientGone, 0, client->info);
+    acknowledged_.notify_all();
+    return clients_.erase(client);
 }
 
 void Service::Impl::flush(Client& client, TimePoint now) {
-    while (auto const outgoing = client.link.next(now)) {
-        socket_.send(encodeHeader(outgoing->header), outgoing->payload.get(), &client.address);
+    while (auto outgoing = client.link.next(now)) {
+        endpoint_.send(outgoing->header, std::move(outgoing->payload), client.address);
     }
 }
 
-auto Service::Impl::find(Address const& address) const -> ClientRef {
-    auto const client =
-        std::find_if(clients_.begin(), clients_.end(),
-                     [&address](auto const& candidate) { return candidate->address == address; });
-    return client == clients_.end() ? nullptr : *client;
+auto Service::Impl::find(Address const& address) -> Clients::iterator {
+    return std::find_if(clients_.begin(), clients_.end(),
+                        [&](auto const& client) { return client.address == address; });
 }
 
-void Service::Impl::taken(Tag const& tag) {
-    if (tag.gone) return;
-    tag.client->link.consumed();
+auto Service::Impl::find(frame::TransportInfo const& info) -> Clients::iterator {
+    return std::find_if(clients_.begin(), clients_.end(),
+                        [&](auto const& client) { return client.info.words == info.words; });
+}
+
+bool Service::Impl::take(Delivery const& delivery, TimePoint now) {
+    if (delivery.event == Delivery::Event::kClientGone) return true;
     // One that has gone meanwhile must not hear from us.
-    if (find(tag.client->address) == tag.client) flush(*tag.client, Clock::now());
+    auto const client = find(delivery.peer);
+    if (client == clients_.end()) return true;
+    client->link.consumed();
+    flush(*client, now);
+    return true;
 }
 
-void Service::Impl::deliver(Tag const& tag, std::span<std::uint8_t> message) {
-    if (tag.gone) {
-        if (clientGone_) clientGone_(tag.client->info);
+void Service::Impl::deliver(Delivery& delivery) {
+    if (delivery.event == Delivery::Event::kClientGone) {
+        if (clientGone_) clientGone_(delivery.peer);
         return;
     }
-    auto const* const wrong = dispatcher_.deliver(message, tag.client->info);
-    if (wrong != nullptr) malformed_.count(wrong, tag.client->address.toString());
+    holdBack();
+    auto const* const wrong = dispatcher_.deliver(delivery.message, delivery.peer);
+    if (wrong != nullptr) endpoint_.malformed().count(wrong, addressOf(delivery.peer));
 }
 
-Service::Service(std::string const& address, ClientGone clientGone)
-    : impl_(std::make_unique<Impl>(Address::parse(address), std::move(clientGone))) {}
+bool Service::Impl::anyIsBehind() const {
+    return std::any_of(clients_.begin(), clients_.end(), [this](auto const& client) {
+        return client.link.queued() >= endpoint_.limits().notificationsBehind;
+    });
+}
+
+/// What a command brings about goes to all clients. So whoever sends commands faster than the
+/// clients take that is slowed down, through the credit that is not given meanwhile; but a client
+/// that takes nothing holds up the others for a bounded time only.
+void Service::Impl::holdBack() {
+    auto lock = endpoint_.lock();
+    if (!anyIsBehind()) return;
+    endpoint_.awaitDatagrams();
+    acknowledged_.wait_for(lock, endpoint_.limits().holdBack, [this] { return !anyIsBehind(); });
+}
+
+Service::Service(std::string const& address, ClientGone clientGone, Limits const& limits)
+    : impl_(std::make_unique<Impl>(Address::parse(address), std::move(clientGone), limits)) {}
 
 Service::~Service() = default;
 

@@ -15,4 +15,8 @@ inline frame::TransportInfo transportInfo(Address const& peer, std::uint64_t ses
              static_cast<std::uint32_t>(session), kUnused, kUnused, kUnused}};
 }
 
+inline Address addressOf(frame::TransportInfo const& peer) {
+    return {peer.words[0], static_cast<std::uint16_t>(peer.words[1])};
+}
+
 }  // namespace desktop

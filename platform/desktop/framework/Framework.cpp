@@ -19,7 +19,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr char kDefaultService[] = "127.0.0.1:12321";
 // How long the end of a receiver or of another thread's job is waited for. The process must be
 // able to end while either hangs.
 constexpr milliseconds kReceiverLimit{100};
@@ -64,25 +63,34 @@ std::int32_t Framework::start(frame::ApplicationArrayFactory factory) {
     if (factory == nullptr) return -EINVAL;
     Job const job(*this, std::chrono::hours(1));
     if (!job.taken()) return -EBUSY;
-    if (auto const status = connect(); status < 0) return status;
-    return startMembers(factory);
+    try {
+        if (auto const status = connect(); status < 0) return status;
+        return startMembers(factory);
+    } catch (std::bad_alloc const&) {
+        logLine(kFrameError, "no members are started: memory ran out");
+        return -ENOMEM;
+    }
 }
 
 void Framework::stop() {
     // A forked child has the members but none of the threads, and the session is its parent's.
     if (process_ != getpid()) return;
     Job const job(*this, kJobLimit);
-    if (job.taken() && connected_) stopMembers();
+    if (!job.taken() || !connected_) return;
+    try {
+        stopMembers();
+    } catch (std::bad_alloc const&) {
+        logLine(kFrameError, "the members are left to end with the process: memory ran out");
+    }
 }
 
 std::int32_t Framework::connect() {
     if (connected_) return 0;
     try {
-        char const* const service = std::getenv("LMQR2_UDPHOST");
-        auto const address = Address::parse(service != nullptr ? service : kDefaultService);
-        connections_.push_back(std::make_unique<ClientConnection>(address));
+        connections_.push_back(
+            std::make_unique<ClientConnection>(Address::parse(serviceAddress())));
     } catch (std::invalid_argument const& error) {
-        logLine(kFrameError, "LMQR2_UDPHOST: %s", error.what());
+        logLine(kFrameError, "AUDVIK_SERVICE or LMQR2_UDPHOST: %s", error.what());
         return -EINVAL;
     } catch (std::system_error const& error) {
         logLine(kFrameError, "no connection to the sound service: %s", error.what());
@@ -101,12 +109,7 @@ std::int32_t Framework::startMembers(frame::ApplicationArrayFactory factory) {
         logLine(kFrameError, "no members to start: memory ran out");
         return -ENOMEM;
     }
-    Members members;
-    for (auto** entry = array; *entry != nullptr; ++entry) {
-        members.push_back({static_cast<frame::AbstractMarshallingImpl*>(*entry)});
-    }
-    std::free(array);
-
+    auto members = takeIn(array);
     auto const group = std::find_if(groups_.begin(), groups_.end(), [factory](auto const& other) {
         return other.factory == factory;
     });
@@ -115,20 +118,41 @@ std::int32_t Framework::startMembers(frame::ApplicationArrayFactory factory) {
         // Those who replace others take over their messages when all of them are up.
         auto const status = bringUp(members, isFirst);
         if (status < 0) {
-            discard(members);
+            discard(std::move(members));
             return status;
         }
+        if (isFirst) {
+            groups_.push_back({factory, members});
+        } else {
+            replace(*group, members);
+        }
     } catch (...) {
-        discard(members);
+        discard(std::move(members));
         throw;
-    }
-    if (isFirst) {
-        groups_.push_back({factory, std::move(members)});
-    } else {
-        replace(*group, std::move(members));
     }
     connection().announce();
     return 0;
+}
+
+/// Takes over the members and frees their array.
+Framework::Members Framework::takeIn(void** array) {
+    std::unique_ptr<void*, decltype(&std::free)> const owned(array, &std::free);
+    std::size_t count = 0;
+    while (array[count] != nullptr) ++count;
+    auto const implementation = [array](std::size_t index) {
+        return static_cast<frame::AbstractMarshallingImpl*>(array[index]);
+    };
+    try {
+        Members members;
+        members.reserve(count);
+        // So that they can be discarded without more memory.
+        abandoned_.reserve(abandoned_.size() + count);
+        for (std::size_t i = 0; i < count; ++i) members.push_back({implementation(i)});
+        return members;
+    } catch (std::bad_alloc const&) {
+        for (std::size_t i = 0; i < count; ++i) delete implementation(i);
+        throw;
+    }
 }
 
 std::int32_t Framework::bringUp(Members& members, bool receiveAtOnce) {
@@ -142,10 +166,14 @@ std::int32_t Framework::bringUp(Member& member, bool receivesAtOnce) {
     auto& implementation = *member.implementation;
     member.module = connection().addModule(implementation);
     implementation.setLmqIOModule(member.module);
-    if (receivesAtOnce) connection().dispatcher().exchange({&member.module, 1}, {});
+    if (receivesAtOnce) connection().dispatcher().activate(member.module);
 
     auto status = implementation.registerMessageHandlers();
     if (status < 0) return status;
+    if (member.module->registrationFailed()) {
+        logLine(kFrameError, "a member is not started: not all of its receivers are registered");
+        return -ENOMEM;
+    }
     status = implementation.attachProcess(frame::Process::getInstance());
     if (status < 0) return status;
     member.attached = true;
@@ -156,19 +184,28 @@ std::int32_t Framework::bringUp(Member& member, bool receivesAtOnce) {
     return status;
 }
 
-void Framework::replace(Group& group, Members members) {
-    auto old = std::exchange(group.members, std::move(members));
-    connection().dispatcher().exchange(modulesOf(group.members), modulesOf(old));
-    connection().dispatcher().awaitIdle(modulesOf(old), kReceiverLimit);
+void Framework::replace(Group& group, Members const& members) {
+    auto const modules = modulesOf(members);
+    auto const oldModules = modulesOf(group.members);
+    retired_.reserve(retired_.size() + group.members.size());
+    auto newMembers = members;
+    connection().dispatcher().exchange(modules, oldModules);
+    // Nothing fails from here on.
+    auto old = std::exchange(group.members, std::move(newMembers));
+    connection().dispatcher().awaitIdle(oldModules, kReceiverLimit);
     halt(old);
     retired_.insert(retired_.end(), old.begin(), old.end());
 }
 
+/// Takes down members that have failed to start. Needs no memory.
 void Framework::discard(Members members) {
     halt(members);
     auto& dispatcher = connection().dispatcher();
-    dispatcher.exchange({}, modulesOf(members));
-    if (dispatcher.awaitIdle(modulesOf(members), kReceiverLimit)) {
+    for (auto const& member : members) dispatcher.exchange({}, {&member.module, 1});
+    bool const idle = std::all_of(members.begin(), members.end(), [&](auto const& member) {
+        return dispatcher.awaitIdle({&member.module, 1}, kReceiverLimit);
+    });
+    if (idle) {
         destroy(members);
     } else {
         abandoned_.insert(abandoned_.end(), members.begin(), members.end());
@@ -176,10 +213,12 @@ void Framework::discard(Members members) {
 }
 
 void Framework::stopMembers() {
-    auto members = std::exchange(retired_, {});
-    for (auto const& group : std::exchange(groups_, {})) {
+    auto members = retired_;
+    for (auto const& group : groups_) {
         members.insert(members.end(), group.members.begin(), group.members.end());
     }
+    retired_.clear();
+    groups_.clear();
     halt(members);
     auto& dispatcher = connection().dispatcher();
     dispatcher.exchange({}, modulesOf(members));

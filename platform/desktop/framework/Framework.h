@@ -46,9 +46,10 @@ private:
     ClientConnection& connection() { return *connections_.back(); }
 
     std::int32_t startMembers(frame::ApplicationArrayFactory factory);
+    Members takeIn(void** array);
     std::int32_t bringUp(Members& members, bool receiveAtOnce);
     std::int32_t bringUp(Member& member, bool receivesAtOnce);
-    void replace(Group& group, Members members);
+    void replace(Group& group, Members const& members);
     void discard(Members members);
 
     void stopMembers();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
 
 #include "desktop/framework.h"
 #include "frame/AbstractMarshallingImpl.h"
@@ -26,7 +27,7 @@ bool InterfaceRegistry::remove(void* interface) {
                          [interface](auto const& entry) { return entry.second == interface; }) > 0;
 }
 
-void* InterfaceRegistry::find(std::string const& name) {
+void* InterfaceRegistry::find(std::string_view name) {
     std::lock_guard const lock(mutex_);
     auto const entry =
         std::find_if(entries_.rbegin(), entries_.rend(),
@@ -34,7 +35,7 @@ void* InterfaceRegistry::find(std::string const& name) {
     return entry == entries_.rend() ? nullptr : entry->second;
 }
 
-void* findInterface(std::string const& name) {
+void* findInterface(std::string_view name) {
     return InterfaceRegistry::instance().find(name);
 }
 
@@ -44,8 +45,12 @@ namespace frame {
 
 std::int32_t AbstractComponent::registerInterface(void* interface, std::string const& name) {
     if (interface == nullptr || name.empty()) return -EINVAL;
-    desktop::InterfaceRegistry::instance().add(interface, name);
-    return 0;
+    try {
+        desktop::InterfaceRegistry::instance().add(interface, name);
+        return 0;
+    } catch (std::bad_alloc const&) {
+        return -ENOMEM;
+    }
 }
 
 std::int32_t AbstractComponent::unregisterInterface(void* interface) {

@@ -3,6 +3,7 @@
 
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -16,7 +17,7 @@ public:
     /// @return false when the interface has no name
     bool remove(void* interface);
     /// @return the interface that was published last under that name, or null
-    void* find(std::string const& name);
+    void* find(std::string_view name);
 
 private:
     std::mutex mutex_;

@@ -1,14 +1,14 @@
 // One session's flow control: numbering, acknowledgement, repetition, credit and silence.
 #pragma once
 
-#include <chrono>
+#include <boost/circular_buffer.hpp>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <optional>
 
-#include "bytes.h"
 #include "Datagram.h"
+#include "desktop/Limits.h"
+#include "Payload.h"
 #include "TimePoint.h"
 
 namespace desktop {
@@ -25,30 +25,28 @@ public:
         Payload payload;  ///< null unless the kind is kData
     };
 
-    static constexpr std::chrono::milliseconds kFirstRetry{50};
-    static constexpr std::chrono::milliseconds kLastRetry{500};
-    static constexpr std::chrono::seconds kPingInterval{1};
-    /// So many pings without an answer make a peer silent, that is 5 s after its last datagram.
-    /// Counted, not measured, lest a peer be blamed for a pause in this process.
-    static constexpr std::uint32_t kPingsUnanswered = 4;
-    static constexpr std::size_t kMaxInFlight = 32;
-    static constexpr std::size_t kMaxBytesInFlight = std::size_t{64} << 10;
-
     /// @param capacity  how many received messages the owner can hold
-    /// @param held      how many it holds already, from earlier sessions
-    Link(std::uint64_t session, std::uint32_t capacity, std::uint32_t held, TimePoint now);
+    Link(std::uint64_t session, std::uint32_t capacity, LinkLimits const& limits, TimePoint now);
 
     std::uint64_t session() const { return session_; }
 
+    /// @throws std::bad_alloc when the queue cannot grow; nothing has changed then
     void send(Payload payload, TimePoint now);
 
+    /// Puts a message before all others; only while nothing of the session has been sent.
+    /// @throws std::bad_alloc as send()
+    void sendFirst(Payload payload, TimePoint now);
+
     /// @param header  of any datagram that belongs to this session
+    /// @param size    of the message behind it, in bytes
     /// @return true when it is a message that is now to be delivered
-    bool receive(DatagramHeader const& header, TimePoint now);
+    bool receive(DatagramHeader const& header, std::size_t size, TimePoint now);
 
     /// A message that was held is no longer.
     void consumed();
-    std::uint32_t held() const { return held_; }
+
+    /// Has the peer asked to acknowledge what it has, if anything is queued.
+    void hurry() { probeDue_ = probeDue_ || !queue_.empty(); }
 
     std::optional<Outgoing> next(TimePoint now);
     TimePoint deadline() const;
@@ -60,36 +58,48 @@ public:
     /// Messages that are not acknowledged yet, sent or not, and their bytes.
     std::size_t queued() const { return queue_.size(); }
     std::size_t queuedBytes() const { return queuedBytes_; }
-    std::deque<Payload> takeQueued();
+    void dropQueued();
+
+    /// Begins anew as another session: what is queued is to be sent in it, and what is held is
+    /// still held.
+    void restart(std::uint64_t session, TimePoint now);
 
     /// How many messages the peer has acknowledged; wraps.
     std::uint32_t acknowledged() const { return first_; }
 
 private:
+    void makeRoom();
     void takeAcknowledgement(DatagramHeader const& header, TimePoint now);
     bool mayTransmit() const;
+    void transmitAgain();
     void restartRetry(TimePoint now);
 
+    LinkLimits limits_;
     std::uint64_t session_;
 
     // Sending. The queue's front has the number first_; those before transmit_ are in flight,
     // those before transmitted_ have been at some time.
-    std::deque<Payload> queue_;
+    boost::circular_buffer<Payload> queue_;
     std::size_t queuedBytes_ = 0;
     std::uint32_t first_ = 0;
     std::size_t transmit_ = 0;
     std::size_t transmitted_ = 0;
     std::size_t bytesInFlight_ = 0;
     std::uint32_t peerLimit_ = 0;  // the first number that the peer will not take yet
-    std::chrono::milliseconds retryInterval_ = kFirstRetry;
+    LinkLimits::milliseconds retryInterval_;
     TimePoint retryAt_;  // counts only while something is queued
+    bool sentAgain_ =
+        false;  // since the last progress, for the peer said that something is missing
     bool probeDue_ = false;
 
     // Receiving.
     std::uint32_t capacity_;
-    std::uint32_t held_;
+    std::uint32_t held_ = 0;
     std::uint32_t expected_ = 0;
     std::uint32_t advertisedLimit_ = 0;  // the limit that the peer has last been told
+    std::uint32_t unacknowledged_ = 0;
+    std::size_t unacknowledgedBytes_ = 0;
+    TimePoint acknowledgeAt_;  // counts only while something is unacknowledged
     bool acknowledgementDue_ = false;
 
     TimePoint pingAt_;

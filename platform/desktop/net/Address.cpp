@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 
 #include <charconv>
+#include <cstdio>
 #include <stdexcept>
 
 namespace desktop {
@@ -39,10 +40,11 @@ sockaddr_in Address::toSocketAddress() const {
     return address;
 }
 
-std::string Address::toString() const {
-    return std::to_string(host >> 24) + '.' + std::to_string(host >> 16 & 0xFF) + '.' +
-           std::to_string(host >> 8 & 0xFF) + '.' + std::to_string(host & 0xFF) + ':' +
-           std::to_string(port);
+Address::Text Address::text() const {
+    Text text;
+    std::snprintf(text.data(), text.size(), "%u.%u.%u.%u:%u", host >> 24, host >> 16 & 0xFFU,
+                  host >> 8 & 0xFFU, host & 0xFFU, unsigned{port});
+    return text;
 }
 
 }  // namespace desktop

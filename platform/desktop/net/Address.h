@@ -3,6 +3,7 @@
 
 #include <netinet/in.h>
 
+#include <array>
 #include <cstdint>
 #include <string>
 
@@ -18,7 +19,15 @@ struct Address {
     static Address from(sockaddr_in const& address);
 
     sockaddr_in toSocketAddress() const;
-    std::string toString() const;
+
+    /// "127.0.0.1:12321", ended by a zero byte. Allocates nothing.
+    using Text = std::array<char, 22>;
+    Text text() const;
+    std::string toString() const { return text().data(); }
+
+    /// Says whether it is on this machine and nowhere else.
+    bool isLoopback() const { return host >> 24 == 127; }
+
     bool operator==(Address const&) const = default;
 };
 

@@ -1,105 +1,101 @@
 #include "UdpSocket.h"
 
 #include <poll.h>
-#include <sys/eventfd.h>
-#include <sys/socket.h>
 #include <sys/uio.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <chrono>
+#include <string>
 #include <system_error>
-#include <utility>
 
 namespace desktop {
 
 namespace {
 
-[[noreturn]] void fail(char const* what) {
+[[noreturn]] void fail(std::string const& what) {
     throw std::system_error(errno, std::generic_category(), what);
+}
+
+/// The system only reads what it sends.
+iovec toPart(std::span<std::uint8_t const> bytes) {
+    return {const_cast<std::uint8_t*>(bytes.data()), bytes.size()};
 }
 
 }  // namespace
 
-UdpSocket::Descriptor::Descriptor(int number) : number_(number) {
-    if (number_ < 0) fail("no socket to be had");
+DatagramBatch::DatagramBatch(std::size_t largest)
+    : largest_(largest),
+      buffer_(std::make_unique_for_overwrite<std::uint8_t[]>(kMost * (largest + 1))) {
+    for (std::size_t i = 0; i < kMost; ++i) {
+        parts_[i] = {&buffer_[i * (largest_ + 1)], largest_ + 1};
+        messages_[i].msg_hdr.msg_iov = &parts_[i];
+        messages_[i].msg_hdr.msg_iovlen = 1;
+        messages_[i].msg_hdr.msg_name = &senders_[i];
+    }
 }
 
-UdpSocket::Descriptor::~Descriptor() {
-    ::close(number_);
+std::span<std::uint8_t const> DatagramBatch::bytes(std::size_t index) const {
+    return {&buffer_[index * (largest_ + 1)], messages_[index].msg_len};
 }
 
-UdpSocket::UdpSocket(Role role, Address const& address, std::size_t largest)
-    : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)),
-      wakeUp_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-      buffer_(largest + 1) {
+UdpSocket::UdpSocket(Role role, Address const& address)
+    : connected_(role == Role::kConnect),
+      socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), "no socket to be had") {
     auto const raw = address.toSocketAddress();
     auto const* const generic = reinterpret_cast<sockaddr const*>(&raw);
-    if (role == Role::kListen) {
-        if (::bind(socket_.number(), generic, sizeof raw) < 0) {
-            fail(("cannot listen at " + address.toString()).c_str());
+    if (connected_) {
+        if (::connect(socket_.number(), generic, sizeof raw) < 0) {
+            fail("cannot reach " + address.toString());
         }
-    } else if (::connect(socket_.number(), generic, sizeof raw) < 0) {
-        fail(("cannot reach " + address.toString()).c_str());
+    } else if (::bind(socket_.number(), generic, sizeof raw) < 0) {
+        fail("cannot listen at " + address.toString());
     }
 }
 
-void UdpSocket::send(std::span<std::uint8_t const> header, Bytes const* payload,
-                     Address const* to) {
-    // The system only reads what it sends.
-    std::array<iovec, 2> parts{};
-    parts[0] = {const_cast<std::uint8_t*>(header.data()), header.size()};
-    msghdr message{};
-    message.msg_iov = parts.data();
-    message.msg_iovlen = 1;
-    if (payload != nullptr) {
-        parts[1] = {const_cast<std::uint8_t*>(payload->data()), payload->size()};
-        message.msg_iovlen = 2;
-    }
-    auto address = to != nullptr ? to->toSocketAddress() : sockaddr_in{};
-    if (to != nullptr) {
-        message.msg_name = &address;
-        message.msg_namelen = sizeof address;
-    }
-    if (sendmsg(socket_.number(), &message, 0) < 0 && errno == ECONNREFUSED) {
-        // The answer to an earlier datagram; this one has not been sent.
-        refused_ = true;
-        sendmsg(socket_.number(), &message, 0);
-    }
+UdpSocket::Result UdpSocket::receive(DatagramBatch& batch) const {
+    for (auto& message : batch.messages_) message.msg_hdr.msg_namelen = sizeof(sockaddr_in);
+    auto const count = ::recvmmsg(socket_.number(), batch.messages_.data(), DatagramBatch::kMost,
+                                  MSG_DONTWAIT, nullptr);
+    batch.size_ = count > 0 ? static_cast<std::size_t>(count) : 0;
+    if (count > 0) return Result::kDone;
+    return count < 0 && errno == ECONNREFUSED ? Result::kRefused : Result::kNothing;
 }
 
-std::span<std::uint8_t const> UdpSocket::receive(Address& from) {
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    auto const length = recvfrom(socket_.number(), buffer_.data(), buffer_.size(), 0,
-                                 reinterpret_cast<sockaddr*>(&address), &size);
-    if (length < 0) {
-        if (errno == ECONNREFUSED) refused_ = true;
-        return {};
+UdpSocket::Result UdpSocket::send(std::span<Outgoing const> datagrams) const {
+    constexpr std::size_t kMost = 64;
+    auto result = Result::kDone;
+    while (!datagrams.empty()) {
+        std::array<mmsghdr, kMost> messages;
+        std::array<std::array<iovec, 2>, kMost> parts;
+        std::array<sockaddr_in, kMost> addresses;
+        auto const count = std::min(kMost, datagrams.size());
+        for (std::size_t i = 0; i < count; ++i) {
+            parts[i] = {toPart(datagrams[i].header), toPart(datagrams[i].payload)};
+            messages[i] = {};
+            messages[i].msg_hdr.msg_iov = parts[i].data();
+            messages[i].msg_hdr.msg_iovlen = parts[i].size();
+            if (connected_) continue;
+            addresses[i] = datagrams[i].to.toSocketAddress();
+            messages[i].msg_hdr.msg_name = &addresses[i];
+            messages[i].msg_hdr.msg_namelen = sizeof addresses[i];
+        }
+        auto const sent = ::sendmmsg(socket_.number(), messages.data(),
+                                     static_cast<unsigned>(count), MSG_DONTWAIT);
+        if (sent > 0) {
+            datagrams = datagrams.subspan(static_cast<std::size_t>(sent));
+        } else if (errno == ECONNREFUSED && result == Result::kDone) {
+            // The answer to an earlier datagram; these have not been sent yet.
+            result = Result::kRefused;
+        } else {
+            datagrams = datagrams.subspan(1);
+        }
     }
-    from = Address::from(address);
-    return {buffer_.data(), static_cast<std::size_t>(length)};
+    return result;
 }
 
-bool UdpSocket::takeRefusal() {
-    return std::exchange(refused_, false);
-}
-
-void UdpSocket::wait(TimePoint until) {
-    using std::chrono::milliseconds;
-    auto const left = std::chrono::ceil<milliseconds>(until - std::chrono::steady_clock::now());
-    auto const timeout = std::clamp<milliseconds::rep>(left.count(), 0, 60'000);
-    std::array<pollfd, 2> events{{{socket_.number(), POLLIN, 0}, {wakeUp_.number(), POLLIN, 0}}};
-    if (poll(events.data(), events.size(), static_cast<int>(timeout)) <= 0) return;
-    if ((events[1].revents & POLLIN) == 0) return;
-    eventfd_t count;
-    eventfd_read(wakeUp_.number(), &count);
-}
-
-void UdpSocket::wake() {
-    eventfd_write(wakeUp_.number(), 1);
+bool UdpSocket::wait(int other) const {
+    std::array<pollfd, 2> events{{{socket_.number(), POLLIN, 0}, {other, POLLIN, 0}}};
+    return ::poll(events.data(), events.size(), -1) > 0 && (events[1].revents & POLLIN) != 0;
 }
 
 }  // namespace desktop

@@ -1,61 +1,76 @@
-// A UDP socket that one thread waits on and others can wake it from.
+// A UDP socket.
 #pragma once
 
+#include <sys/socket.h>
+
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 
 #include "Address.h"
-#include "bytes.h"
-#include "TimePoint.h"
+#include "Descriptor.h"
 
 namespace desktop {
 
-/// Never blocks but in wait(). All but wait() and wake() want a lock around them.
+/// Room for the datagrams that one call takes in.
+class DatagramBatch {
+public:
+    /// @param largest  the most bytes of a datagram that is to be told from longer ones
+    /// @throws std::bad_alloc
+    explicit DatagramBatch(std::size_t largest);
+
+    std::size_t size() const { return size_; }
+    std::span<std::uint8_t const> bytes(std::size_t index) const;
+    Address sender(std::size_t index) const { return Address::from(senders_[index]); }
+
+private:
+    friend class UdpSocket;
+
+    static constexpr std::size_t kMost = 8;
+
+    std::size_t const largest_;
+    std::unique_ptr<std::uint8_t[]> buffer_;  // memory is only taken as far as it is used
+    std::array<mmsghdr, kMost> messages_{};
+    std::array<iovec, kMost> parts_{};
+    std::array<sockaddr_in, kMost> senders_{};
+    std::size_t size_ = 0;
+};
+
+/// Thread-safe.
 class UdpSocket {
 public:
     enum class Role { kListen, kConnect };
+    enum class Result { kDone, kRefused, kNothing };
 
-    /// @param address  to listen at, or to connect to
-    /// @param largest  the most bytes of a datagram that is to be told from longer ones
-    /// @throws std::system_error when that cannot be done, or the system has no socket left
-    UdpSocket(Role role, Address const& address, std::size_t largest);
-
-    /// Sends a datagram. One for which the system has no room is lost like any other.
-    /// @param payload  what follows the header, or null
-    /// @param to       null when the socket is connected
-    void send(std::span<std::uint8_t const> header, Bytes const* payload, Address const* to);
-
-    /// Takes in the next datagram, valid until the next call.
-    /// @param[out] from  its sender
-    /// @return its bytes; a null pointer when none waits or an earlier datagram was refused
-    std::span<std::uint8_t const> receive(Address& from);
-
-    /// Says whether a datagram was refused since the last call: nobody listens at the peer's
-    /// address.
-    bool takeRefusal();
-
-    /// Waits for a datagram, for wake(), or until the given time.
-    void wait(TimePoint until);
-    void wake();
-
-private:
-    class Descriptor {
-    public:
-        explicit Descriptor(int number);
-        ~Descriptor();
-        Descriptor(Descriptor const&) = delete;
-        Descriptor& operator=(Descriptor const&) = delete;
-        int number() const { return number_; }
-
-    private:
-        int number_;
+    struct Outgoing {
+        std::span<std::uint8_t const> header;
+        std::span<std::uint8_t const> payload;
+        Address to;  ///< not looked at when the socket is connected
     };
 
+    /// @param address  to listen at, or to connect to
+    /// @throws std::system_error when that cannot be done, or the system has no socket left
+    UdpSocket(Role role, Address const& address);
+
+    /// Takes in the datagrams that are there, without waiting.
+    /// @return kRefused when an earlier datagram was: nobody listens at the peer's address;
+    ///         kNothing when the batch is empty for another reason
+    Result receive(DatagramBatch& batch) const;
+
+    /// Sends datagrams without waiting. One for which the system has no room is lost like any
+    /// other.
+    /// @return kRefused when an earlier datagram was refused; these have been sent all the same
+    Result send(std::span<Outgoing const> datagrams) const;
+
+    /// Waits until there is a datagram, or the other descriptor can be read.
+    /// @return whether that can be
+    bool wait(int other) const;
+
+private:
+    bool const connected_;
     Descriptor socket_;
-    Descriptor wakeUp_;
-    bool refused_ = false;
-    Bytes buffer_;
 };
 
 }  // namespace desktop

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "desktop/Limits.h"
 #include "frame/message_meta.h"
 
 namespace desktop {
@@ -29,9 +30,10 @@ public:
 
     /// @param address     "host:port", IPv4
     /// @param clientGone  hears about each client that goes; may be empty
+    /// @param limits      the defaults serve everybody but tests
     /// @throws std::system_error when the address cannot be bound (EADDRINUSE: it is taken)
     /// @throws std::invalid_argument when it is not of that form; the text says what is wrong
-    Service(std::string const& address, ClientGone clientGone);
+    Service(std::string const& address, ClientGone clientGone, Limits const& limits = {});
 
     /// Begins to receive, what has come since the address was bound first. A command that no
     /// receiver is registered for is dropped, so register them before.

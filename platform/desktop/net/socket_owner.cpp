@@ -1,0 +1,58 @@
+#include "socket_owner.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+
+namespace desktop {
+
+namespace {
+
+/// Reads a line of /proc/net/udp. The kernel prints the address as a number in its own byte order,
+/// which an emulated process may not share.
+bool isSocketAt(char const* line, Address const& address, uid_t& owner) {
+    unsigned host = 0;
+    unsigned port = 0;
+    unsigned user = 0;
+    if (std::sscanf(line, "%*u: %x:%x %*x:%*x %*x %*x:%*x %*x:%*x %*x %u", &host, &port, &user) !=
+        3) {
+        return false;
+    }
+    owner = user;
+    return port == address.port &&
+           (host == 0 || host == address.host || host == __builtin_bswap32(address.host));
+}
+
+}  // namespace
+
+// Without allocating: it runs on the transport's threads.
+std::optional<uid_t> ownerOfSocket(Address const& address) {
+    int const table = ::open("/proc/net/udp", O_RDONLY | O_CLOEXEC);
+    if (table < 0) return std::nullopt;
+    std::array<char, 4096> text;
+    std::size_t held = 0;
+    std::optional<uid_t> found;
+    while (!found) {
+        auto const count = ::read(table, text.data() + held, text.size() - 1 - held);
+        if (count <= 0) break;
+        held += static_cast<std::size_t>(count);
+        text[held] = '\0';
+        char* line = text.data();
+        for (char* end = nullptr; !found && (end = std::strchr(line, '\n')) != nullptr;) {
+            *end = '\0';
+            uid_t owner = 0;
+            if (isSocketAt(line, address, owner)) found = owner;
+            line = end + 1;
+        }
+        held -= static_cast<std::size_t>(line - text.data());
+        std::memmove(text.data(), line, held);
+    }
+    ::close(table);
+    return found;
+}
+
+}  // namespace desktop
