@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "desktop/framework.h"
 #include "frame/Process.h"
 #include "LocalSocket.h"
 #include "Program.h"
@@ -81,6 +82,8 @@ private:
 class ServiceTest : public ::testing::Test {
 protected:
     ServiceTest() { useOwnAddress(); }
+    // The next one has another address.
+    ~ServiceTest() override { desktop::stopAppMembers(); }
 
     static std::unique_ptr<Program> startService(std::vector<std::string> words) {
         words.insert(words.begin(), AUDVIK_SOUND_SERVICE);

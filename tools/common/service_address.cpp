@@ -11,8 +11,10 @@
 namespace tools {
 
 std::string serviceAddress() {
-    char const* const address = std::getenv("LMQR2_UDPHOST");
-    return address != nullptr ? address : AUDVIK_SERVICE_ADDRESS;
+    for (char const* const variable : {"AUDVIK_SERVICE", "LMQR2_UDPHOST"}) {
+        if (char const* const address = std::getenv(variable)) return address;
+    }
+    return AUDVIK_SERVICE_ADDRESS;
 }
 
 }  // namespace tools

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -17,8 +16,8 @@
 #include <vector>
 
 #include "frame/message_meta.h"
-#include "PipeBlock.h"
-#include "PipeDirectory.h"
+#include "Pipe.h"
+#include "PipeFolder.h"
 #include "Sound.h"
 
 namespace sound::service {
@@ -38,7 +37,9 @@ public:
     using Announce = std::function<std::int32_t(frame::TransportInfo const& client,
                                                 std::string const& path, std::uint32_t size)>;
 
-    Player(Sound sound, Settings settings);
+    /// @param folder  for the pipes; must outlive the player
+    /// @throws std::system_error when the system has no descriptor left
+    Player(Sound sound, Settings settings, PipeFolder& folder);
 
     /// Withdraws the blocks that no one has taken.
     ~Player();
@@ -46,8 +47,7 @@ public:
     Player& operator=(Player const&) = delete;
 
     /// Starts a client's stream; nothing changes when it is on already, even after the sound's end.
-    /// Switching off leaves the blocks announced so far to the client, until it is switched on
-    /// again. Any thread.
+    /// Switching off leaves the blocks announced so far to the client. Any thread.
     void switchStream(frame::TransportInfo const& client, bool on);
 
     /// Ends the stream of a client that has gone. Any thread.
@@ -58,15 +58,18 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
-    using Blocks = std::list<PipeBlock>;
+    using Pipes = std::list<Pipe>;
 
     struct Stream {
         frame::TransportInfo client;
         bool on = false;
         std::uint64_t position = 0;  ///< of the next block, in bytes
         Clock::time_point start;
-        Blocks outstanding;
+        Pipes free;
+        Pipes announced;
         Clock::time_point lastProgress;
+        Clock::time_point retryAt;
+        bool troubleReported = false;
     };
 
     bool hasEnded(Stream const& stream) const;
@@ -74,22 +77,27 @@ private:
     Clock::time_point serveAll(Announce const& announce);
     Clock::time_point serve(Stream& stream, Announce const& announce);
     bool sendBlock(Stream& stream, Announce const& announce);
-    std::int32_t announceNext(Stream& stream, std::size_t size, Announce const& announce);
+    bool findFreePipe(Stream& stream);
+    void takeClosedPipes();
+    void free(Stream& stream, Pipes::iterator pipe);
+    void retryLater(Stream& stream, Clock::duration delay);
     void end(Stream& stream, std::string const& reason);
-    void withdraw(Blocks& blocks);
+    void withdraw(Stream& stream);
+    void wait(Clock::time_point until);
+    void wake() const;
 
     Sound const sound_;
     Settings const settings_;
-    PipeDirectory const directory_;
+    PipeFolder& folder_;
+    int const wakeUp_;
     std::vector<std::byte> buffer_;
-    std::uint64_t blockNumber_ = 0;
+    std::uint64_t pipeNumber_ = 0;
 
     std::mutex mutex_;
-    std::condition_variable_any changed_;
-    bool hasChanged_ = false;
     std::map<std::array<std::uint32_t, 7>, Stream> streams_;
-    /// Blocks withdrawn, and when to close them.
-    std::list<std::pair<Clock::time_point, Blocks>> withdrawn_;
+    bool waitsForReaders_ = false;  ///< a stream goes on when a pipe has been closed
+    /// Pipes withdrawn, and when to close them.
+    std::list<std::pair<Clock::time_point, Pipes>> withdrawn_;
 };
 
 }  // namespace sound::service

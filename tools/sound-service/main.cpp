@@ -9,6 +9,7 @@
 
 #include "desktop/Service.h"
 #include "MessageLog.h"
+#include "PipeFolder.h"
 #include "Player.h"
 #include "Responder.h"
 #include "service_address.h"
@@ -19,6 +20,7 @@ namespace {
 
 using sound::service::makeTone;
 using sound::service::MessageLog;
+using sound::service::PipeFolder;
 using sound::service::Player;
 using sound::service::readSoundFile;
 using sound::service::readState;
@@ -147,7 +149,8 @@ void serve(Options const& options) {
 
     // In the order in which one needs the other: the last goes first.
     MessageLog log(options.logJson);
-    Player player(std::move(sound), options.player);
+    PipeFolder folder(address);
+    Player player(std::move(sound), options.player, folder);
     Responder responder(
         std::move(state),
         [&player](frame::TransportInfo const& client, bool on) { player.switchStream(client, on); },
