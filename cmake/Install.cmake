@@ -73,10 +73,12 @@ audvik_install_manual(runtime audvik.7)
 audvik_install_manual(development audvik.3 audioCB_init.3 set_audioCallback.3)
 
 set(documents ${CMAKE_INSTALL_DATADIR}/doc/libaudvik-dev)
-foreach(document IN ITEMS wire-format porting footprint)
+foreach(document IN ITEMS architecture wire-format porting security footprint)
   audvik_compress(docs/${document}.md compressed)
   install(FILES ${compressed} DESTINATION ${documents} COMPONENT development)
 endforeach()
+install(FILES docs/pictures/architecture.svg DESTINATION ${documents}/pictures
+  COMPONENT development)
 install(DIRECTORY examples DESTINATION ${documents} COMPONENT development)
 
 if(AUDVIK_DESKTOP)

@@ -49,8 +49,7 @@ extern "C" {
 ///           for it for too long
 ///         - -ECONNRESET: the service went away, or forgot this process, while this message
 ///           waited for room
-///         - -EAGAIN: there is no room, and a receiver must not wait for it, since only when it
-///           has returned the messages that make some are taken
+///         - -EACCES: the service's address belongs to another user's process
 ///         - -ESHUTDOWN: the framework has stopped
 ///
 ///         A service's:
