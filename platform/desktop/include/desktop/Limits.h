@@ -23,8 +23,8 @@ struct LinkLimits {
     std::uint32_t acknowledgeCount = 8;
     std::size_t acknowledgeBytes = std::size_t{16} << 10;
     /// A peer that says nothing is asked, and asked again; unanswered so many times it is silent.
-    milliseconds pingInterval{3000};
-    milliseconds pingRepeat{500};
+    milliseconds pingInterval{1000};
+    milliseconds pingRepeat{1000};
     std::uint32_t pingsUnanswered = 4;
     std::size_t maxInFlight = 32;
     std::size_t maxBytesInFlight = std::size_t{64} << 10;
