@@ -1,3 +1,5 @@
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -199,7 +201,11 @@ std::int32_t Proxy::removeClient(boost::shared_ptr<ClientInterface> client) {
 
 Proxy::Clients Proxy::copyClients() {
     ltGuard const guard(mutex());
-    return clients_;
+    // Room first: a vector's own copying asks for a function that a set's older C++ runtime lacks.
+    Clients copy;
+    copy.reserve(clients_.size());
+    for (auto const& client : clients_) copy.push_back(client);
+    return copy;
 }
 
 Proxy::Clients::iterator Proxy::find(boost::shared_ptr<ClientInterface> const& client) {
@@ -248,6 +254,8 @@ void** CreateSoundProxy() {
     if (applications == nullptr) return nullptr;
     try {
         applications[0] = static_cast<frame::AbstractMarshallingImpl*>(new sound::Proxy);
+    } catch (abi::__forced_unwind const&) {
+        throw;
     } catch (...) {
         std::free(static_cast<void*>(applications));
         return nullptr;

@@ -1,3 +1,4 @@
+#include <cxxabi.h>
 #include <fcntl.h>
 #include <pthread.h>
 #include <unistd.h>
@@ -15,7 +16,6 @@
 
 #include "audvik/audvik.h"
 #include "csp/debug.h"
-#include "csp/ltGuard.h"
 #include "debug_line.h"
 #include "frame/Process.h"
 #include "sound/ClientInterfaceListener.h"
@@ -44,6 +44,15 @@ std::atomic<void*> userData;
 boost::shared_ptr<AudvikClass> listener;  // only through boost::atomic_load and atomic_store
 pthread_mutex_t agentLock = PTHREAD_MUTEX_INITIALIZER;
 std::array<unsigned char, kLargestBlock> dataBuffer;
+
+/// Holds the agent lock.
+class AgentGuard {
+public:
+    AgentGuard() { pthread_mutex_lock(&agentLock); }
+    ~AgentGuard() { pthread_mutex_unlock(&agentLock); }
+    AgentGuard(AgentGuard const&) = delete;
+    AgentGuard& operator=(AgentGuard const&) = delete;
+};
 
 std::int32_t readDataFromPipe(std::string const& path, std::uint32_t length) {
     if (callback.load() == nullptr) return 0;
@@ -75,11 +84,13 @@ std::int32_t readDataFromPipe(std::string const& path, std::uint32_t length) {
     return result;
 }
 
-/// Runs what a C function does, turning exceptions into a status.
+/// Runs what a C function does, turning exceptions into a status. That its thread is ended is none.
 template <class Function>
 std::int32_t statusOf(char const* name, Function const& function) {
     try {
         return function();
+    } catch (abi::__forced_unwind const&) {
+        throw;
     } catch (std::bad_alloc const&) {
         AUDVIK_DEBUG_LINE(kCspDebugError, name, "out of memory\n");
         return -ENOMEM;
@@ -94,7 +105,7 @@ std::int32_t statusOf(char const* name, Function const& function) {
 
 std::int32_t startAgent(int argc, char** argv) {
     cspDebugInit(argc, argv);
-    setenv("LMQR2_UDPHOST", "127.0.0.1:12321", 1);
+    setenv("LMQR2_UDPHOST", AUDVIK_SERVICE_ADDRESS, 1);
     std::int32_t const started =
         frame::Process::getInstance().startAppMembersSync(&CreateSoundProxy);
     if (started < 0) return started;
@@ -108,7 +119,7 @@ std::int32_t startAgent(int argc, char** argv) {
 
 std::int32_t requestAudio(std::int32_t enable, audioCallback_t newCallback, void* newUserData) {
     constexpr char kFunction[] = "set_audioCallback";
-    ltGuard const guard(&agentLock);
+    AgentGuard const guard;
     userData = newUserData;
     std::printf("set_audioCallback= %d\n", enable);
     if (newCallback == nullptr) {

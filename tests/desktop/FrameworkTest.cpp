@@ -101,6 +101,18 @@ TEST_F(Framework, ReceiverThatThrowsIsFollowedByTheNextMessage) {
     EXPECT_NE(testing::internal::GetCapturedStderr().find("no such number"), std::string::npos);
 }
 
+TEST_F(Framework, ReceiverThatEndsItsThreadEndsDeliveryAndNothingElse) {
+    notifications_.react = [](auto, auto const&) { pthread_exit(nullptr); };
+    auto* const member = connect();
+    testing::internal::CaptureStderr();
+    for (std::uint32_t i = 0; i < 500; ++i) notify(i);
+    for (std::uint32_t i = 0; i < 500; ++i) ASSERT_EQ(member->send(i), 0);
+    EXPECT_TRUE(commands_.await(500));
+    stopAppMembers();
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("ended the delivery thread"),
+              std::string::npos);
+}
+
 TEST_F(Framework, ForkedChildThatExitsLeavesTheConnectionAlone) {
     auto* const member = connect();
     auto const child = fork();

@@ -1,6 +1,7 @@
 #include <numeric>
 
 #include "Datagram.h"
+#include "desktop/streams.h"
 #include "MessageHeader.h"
 #include "test_support.h"
 
@@ -147,6 +148,29 @@ TEST_F(Transport, CommandThatMeetsAServiceWithoutMemoryOfTheClientIsSentAgain) {
     ASSERT_TRUE(commands_.await(1));
     EXPECT_TRUE(eventually([&] { return member->connected == 2; }));
     EXPECT_EQ(member->disconnectError, -ECONNRESET);
+}
+
+TEST_F(Transport, AStreamOutlivesTheSessionAndItsAnnouncementsDoNot) {
+    ASSERT_EQ(declareStream(kSwitch, kAnnouncement), 0);
+    auto* const member = startMember(notifications_);
+    EXPECT_EQ(member->send(1, kSwitch), -ECONNREFUSED) << "before there is a service";
+    std::atomic<bool> released = false;
+    notifications_.react = [&](auto, auto const&) { released.wait(false); };
+    startService();
+    ASSERT_TRUE(commands_.await(1)) << "asked for without the member's doing";
+
+    auto const module = service_->ioModule();
+    for (std::uint32_t i = 1; i < 4; ++i) sendNumber(module, kAnnouncement, i);
+    notify(4);
+    service_.reset();
+    ASSERT_TRUE(eventually([&] { return commands_.numbers().size() == 1; }));
+    startService();
+    ASSERT_TRUE(commands_.await(2)) << "and again in the next session";
+    released = true;
+    released.notify_all();
+    ASSERT_TRUE(notifications_.await(2));
+    EXPECT_EQ(notifications_.numbers(), (std::vector<std::uint32_t>{1, 4}));
+    EXPECT_EQ(commands_.numbers(), (std::vector<std::uint32_t>{1, 1}));
 }
 
 TEST_F(Transport, GarbageChangesNothing) {

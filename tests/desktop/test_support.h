@@ -31,6 +31,10 @@ inline constexpr cspEndianTable_t kNumberTable{4, kNumberEntries};
 inline constexpr frameLmqMessageHeader_t kCommand{0xFFFFFFFF, 0x11, 7, 0};
 inline constexpr frameLmqMessageHeader_t kNotification{0xFFFFFFFF, 0x22, 8, 1};
 
+// Of a stream.
+inline constexpr frameLmqMessageHeader_t kSwitch{0xFFFFFFFF, 0x11, 9, 0};
+inline constexpr frameLmqMessageHeader_t kAnnouncement{0xFFFFFFFF, 0x22, 10, 1};
+
 inline std::int32_t sendNumber(void* module, frameLmqMessageHeader_t const& header,
                                std::uint32_t number,
                                frame::TransportInfo const* destination = nullptr) {
@@ -87,8 +91,11 @@ public:
     ~Member() override { ++destroyed; }
 
     std::int32_t registerMessageHandlers() override {
-        return frameLmqIOServiceRegisterMessageHandlerFunction(
-            lmqIOModule(), kNotification, &Inbox::receive, inbox_, &kNumberTable);
+        for (auto const& header : {kNotification, kAnnouncement}) {
+            frameLmqIOServiceRegisterMessageHandlerFunction(lmqIOModule(), header, &Inbox::receive,
+                                                            inbox_, &kNumberTable);
+        }
+        return 0;
     }
     std::int32_t performStarting() override { return startStatus; }
     std::int32_t performStopping() override {
@@ -101,8 +108,9 @@ public:
         ++disconnected;
     }
 
-    std::int32_t send(std::uint32_t number) const {
-        return sendNumber(lmqIOModule(), kCommand, number);
+    std::int32_t send(std::uint32_t number,
+                      frameLmqMessageHeader_t const& header = kCommand) const {
+        return sendNumber(lmqIOModule(), header, number);
     }
     using AbstractComponent::registerInterface;
     using AbstractComponent::unregisterInterface;
@@ -159,8 +167,10 @@ protected:
 
     void startService() {
         service_ = std::make_unique<Service>(address_, [this](auto const&) { ++gone_; });
-        frameLmqIOServiceRegisterMessageHandlerFunction(service_->ioModule(), kCommand,
-                                                        &Inbox::receive, &commands_, &kNumberTable);
+        for (auto const& header : {kCommand, kSwitch}) {
+            frameLmqIOServiceRegisterMessageHandlerFunction(
+                service_->ioModule(), header, &Inbox::receive, &commands_, &kNumberTable);
+        }
         service_->start();
     }
 

@@ -5,6 +5,7 @@
 
 #include "desktop/test_support.h"
 #include "sound/ClientInterfaceListener.h"
+#include "sound/DeliveryBarrier.h"
 #include "sound/message_records.h"
 #include "sound/Proxy.h"
 
@@ -124,6 +125,36 @@ TEST_F(RaceTest, theProxyGoesDuringAFanOut) {
         std::this_thread::sleep_for(1ms);
         EXPECT_EQ(steady->count, count) << "no notification reaches a destroyed proxy";
     } while (std::chrono::steady_clock::now() < end_);
+}
+
+/// Uses memory that its host frees while notifications arrive.
+class BorrowingClient : public CountingClient {
+public:
+    std::int32_t onAudioCertVerNotify(frame::MsgIds& msgIds, frame::TransportInfo const& transport,
+                                      sound::audioCertVer_t const& version) override {
+        int* const number = borrowed;
+        std::this_thread::sleep_for(100us);
+        ++*number;
+        return CountingClient::onAudioCertVerNotify(msgIds, transport, version);
+    }
+
+    std::atomic<int*> borrowed = new int(0);
+};
+
+TEST_F(RaceTest, whatACallbackUsesIsFreedBehindABarrier) {
+    auto& service = start();
+    auto const client = boost::make_shared<BorrowingClient>();
+    sound::DeliveryBarrier barrier(service);
+    service.addClient(client);
+    while (std::chrono::steady_clock::now() < end_) {
+        ASSERT_TRUE(await(*client, client->count + 2));
+        int* const old = client->borrowed.exchange(new int(0));
+        ASSERT_TRUE(barrier.wait(5s));
+        delete old;
+    }
+    service.removeClient(client);
+    ASSERT_TRUE(barrier.wait(5s));
+    delete client->borrowed;
 }
 
 }  // namespace

@@ -4,10 +4,6 @@
 
 #include "audvik/audvik.h"
 
-#ifndef AUDVIK_SERVICE_ADDRESS
-#define AUDVIK_SERVICE_ADDRESS "127.0.0.1:12321"
-#endif
-
 namespace tools {
 
 std::string serviceAddress() {

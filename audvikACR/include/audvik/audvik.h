@@ -22,6 +22,9 @@
 
 #include <stdint.h> /* NOLINT(modernize-deprecated-headers): this is C */
 
+/** The address of the sound service, to which audioCB_init() sets LMQR2_UDPHOST. */
+#define AUDVIK_SERVICE_ADDRESS "127.0.0.1:12321"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -31,6 +34,9 @@ extern "C" {
  *
  * Called on the platform's delivery thread, one block at a time. The next block, and every other
  * notification to this process, waits until it returns. It may call set_audioCallback().
+ *
+ * Nothing tells it the samples' rate, channels or width: those are the service's, and the host has
+ * to know them.
  *
  * @param data       the block, valid until the callback returns
  * @param size       its size in bytes, 1 to 16384
@@ -43,11 +49,12 @@ typedef void (*audioCallback_t)(unsigned char const* data, int32_t size, void* u
  * Brings the agent up: starts the platform's framework in this process and connects to the sound
  * service. Blocks until that is done. It asks nothing of the service yet and succeeds without one.
  *
- * Sets the environment variable LMQR2_UDPHOST to "127.0.0.1:12321", whatever it was.
+ * Sets the environment variable LMQR2_UDPHOST to AUDVIK_SERVICE_ADDRESS, whatever it was.
  *
  * Call it once, from one thread, before set_audioCallback(). A second call starts anew: the
  * callback stays and is called once per block, but other clients that had registered with the
- * sound interface have to register again.
+ * sound interface have to register again. What it replaces stays in memory, about half a kilobyte,
+ * until the process ends, since others may still hold its interface.
  *
  * @param argc, argv  the host's command line, from which the platform's debug log may take its
  *                    level; neither changed nor kept. 0 and null when there is none.
@@ -62,7 +69,9 @@ int32_t audioCB_init(int argc, char** argv);
  *
  * A block on its way may still arrive after switching off, and a block that arrives during the
  * call may reach the old callback with the new user data: what the user data points to must stay
- * valid as long as the process receives audio.
+ * valid as long as the process receives audio. To free it before, give another callback
+ * and other user data, and wait with a sound::DeliveryBarrier (C++, sound/DeliveryBarrier.h) until
+ * the callbacks that were running have returned.
  *
  * @param enable     non-zero to switch on, 0 to switch off
  * @param callback   takes the blocks; replaces the one before. Switching off needs one, too.
