@@ -1,5 +1,6 @@
 #include <numeric>
 
+#include "bytes.h"
 #include "Datagram.h"
 #include "desktop/streams.h"
 #include "MessageHeader.h"
