@@ -220,21 +220,26 @@ bool Endpoint::standsIn(TimePoint now) const {
            (delivering_ && (datagramsAwaited_ || now - deliveringSince_ >= limits_.standInDelay));
 }
 
-/// Takes in what is there and answers it.
+/// Takes in what is there and answers it. The delivery thread takes datagrams in without the lock
+/// when it has waited for them, and the transport thread only while a receiver runs, with the lock:
+/// so no two do at a time, and datagrams keep their order.
 void Endpoint::receive(Lock& lock, DatagramBatch& batch, bool wait) {
+    auto result = UdpSocket::Result::kNothing;
     if (wait) {
         transmit(lock);
         if (stopping_ || !queue_.empty()) return;
         deliveryWaits_ = true;
+        lock.unlock();
+        if (socket_.wait(wakeUp_.number())) {
+            eventfd_t times;
+            eventfd_read(wakeUp_.number(), &times);
+        }
+        result = socket_.receive(batch);
+        lock.lock();
+        deliveryWaits_ = false;
+    } else {
+        result = socket_.receive(batch);
     }
-    lock.unlock();
-    if (wait && socket_.wait(wakeUp_.number())) {
-        eventfd_t times;
-        eventfd_read(wakeUp_.number(), &times);
-    }
-    auto const result = socket_.receive(batch);
-    lock.lock();
-    if (wait) deliveryWaits_ = false;
     if (stopping_) return;
     auto const now = receivedAt_ = Clock::now();
     if (result == UdpSocket::Result::kRefused) {
