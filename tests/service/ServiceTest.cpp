@@ -184,8 +184,8 @@ TEST_F(ServiceTest, ATakenPortIsNamed) {
     Program service({AUDVIK_SOUND_SERVICE});
     EXPECT_EQ(service.status(), 1);
     EXPECT_EQ(service.errors(), "sound-service: " + taken.address() +
-                                    " is in use by another program; stop it, or set "
-                                    "LMQR2_UDPHOST\n");
+                                    " is in use by another program; stop it, or choose another "
+                                    "with --service\n");
 }
 
 TEST_F(ServiceTest, AFileThatCannotBePlayedIsRefusedInOneLine) {

@@ -94,5 +94,6 @@ int Program::status() {
 }
 
 void useOwnAddress() {
+    unsetenv("AUDVIK_SERVICE");
     setenv("LMQR2_UDPHOST", LocalSocket().address().c_str(), 1);
 }

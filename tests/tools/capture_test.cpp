@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "LocalSocket.h"
 #include "Program.h"
 
 namespace {
@@ -16,7 +17,7 @@ std::vector<std::string> const kTone{
 
 class Capture : public testing::Test {
 protected:
-    Capture() { unsetenv("LMQR2_UDPHOST"); }
+    Capture() { unsetenv("AUDVIK_SERVICE"); }
 
     void startService() {
         service_.emplace(kTone);
@@ -151,12 +152,31 @@ TEST_F(Capture, WaitsForTheServiceAndForItsReturn) {
     EXPECT_EQ(capture.output().size(), 192000U);
 }
 
+TEST_F(Capture, RecordsFromTheServiceThatIsChosen) {
+    startService();
+    std::string const address = LocalSocket().address();
+    Program other({AUDVIK_SOUND_SERVICE, "--service", address, "--tone", "880"});
+    ASSERT_TRUE(other.says("listening on " + address)) << other.errors();
+    Program stereo({AUDVIK_CAPTURE, "--service", address, "--duration", "0.25"});
+    Program mono(words({"--duration", "0.25"}));
+    EXPECT_EQ(stereo.status(), 0) << stereo.errors();
+    EXPECT_EQ(mono.status(), 0) << mono.errors();
+    std::string const octaveHigher = stereo.output();
+    std::string const tone = mono.output();
+    ASSERT_EQ(octaveHigher.size(), 48000U);
+    for (std::size_t at = 0; at < tone.size(); at += 4) {
+        ASSERT_EQ(octaveHigher.substr(at, 2), tone.substr(at, 2)) << at;
+    }
+}
+
 TEST_F(Capture, RefusesAWrongCommandLineWithStatusTwo) {
     for (std::vector<std::string> const& options : {std::vector<std::string>{"--duration", "0"},
                                                     {"--duration", "-1"},
                                                     {"--rate", "0"},
                                                     {"--channels", "x"},
                                                     {"--unknown"},
+                                                    {"--service", "localhost:12321"},
+                                                    {"--service", "127.0.0.1:0"},
                                                     {"--duration", "nan"}}) {
         EXPECT_EQ(Program(words(options)).status(), 2) << options.front();
     }

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "LocalSocket.h"
 #include "Program.h"
 #include "record_json.h"
 #include "sound/records.h"
@@ -161,6 +162,7 @@ TEST_F(Soundctl, RefusesWhatIsWrongWithStatusTwoBeforeAnythingIsSent) {
         Case{{"send", "cmdVolumeSet", "--json", "{"}, "no JSON"},
         Case{{"send", "cmdVolumeSet", "1", "--json", "{}"}, "excludes"},
         Case{{"send", "cmdVolumeSet", "--unknown"}, "--unknown"},
+        Case{{"--service", "localhost:12321", "list"}, "\"localhost:12321\" is not HOST:PORT"},
         Case{{"completion", "fish"}, "fish"},
         Case{{}, "subcommand"},
     };
@@ -184,6 +186,15 @@ TEST_F(Soundctl, FailsWithStatusOneWithoutAServiceOrAnswer) {
     EXPECT_EQ(unanswered.status, 1);
     EXPECT_NE(unanswered.errors.find("no onMuteInfoNotify"), std::string::npos);
     EXPECT_EQ(run({"list", "brightness"}).status, 1);
+}
+
+TEST_F(Soundctl, TalksToTheServiceThatIsChosen) {
+    std::string const address = LocalSocket().address();
+    startService({"--service", address});
+    EXPECT_EQ(run({"send", "cmdMuteSet"}).status, 1);
+    setenv("AUDVIK_SERVICE", LocalSocket().address().c_str(), 1);
+    EXPECT_EQ(run({"--service", address, "send", "cmdMuteSet"}).status, 0);
+    EXPECT_EQ(run({"send", "cmdMuteSet", "--service", address}).status, 0);
 }
 
 TEST_F(Soundctl, MonitorPrintsTheWantedNotificationsUntilItIsInterrupted) {
@@ -280,6 +291,7 @@ TEST_F(Completion, OffersNamesInBash) {
     EXPECT_EQ(complete("soundctl send cmdVolumeSet --expect onVol", 4), "onVolumeInfoNotify\n");
     EXPECT_EQ(complete("soundctl monitor onMuteInfoNotify onBeep", 3), "onBeepSoundInfoNotify\n");
     EXPECT_EQ(complete("soundctl --debug-level w", 2), "warning\n");
+    EXPECT_EQ(complete("soundctl --service 127.0.0.1 : 12321 se", 5), "send\n");
     EXPECT_EQ(complete("soundctl --debug-level info send cmdInitAMPF", 4),
               "cmdInitAMPForExternalLS\n");
 }

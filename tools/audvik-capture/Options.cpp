@@ -6,21 +6,24 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "program_options.h"
+
 namespace {
 
 constexpr char kExamples[] = R"(Examples:
   audvik-capture --output evening.wav              until Ctrl-C
   audvik-capture --output short.wav --duration 10  exactly ten seconds of sound
   audvik-capture | aplay -f S16 -r 48000 -c 2      listen to it
-  audvik-capture --wait --output night.wav         whenever a sound service is there)";
+  audvik-capture --wait --output night.wav         whenever a sound service is there
+
+The service is expected at 127.0.0.1:12321, or where --service or AUDVIK_SERVICE says.)";
 
 }  // namespace
 
 Options readOptions(int argc, char** argv) {
     constexpr int kUsageError = 2;
     Options options;
-    CLI::App app("Records the sound that the sound service at 127.0.0.1:12321 plays.",
-                 "audvik-capture");
+    CLI::App app("Records the sound that the sound service plays.", "audvik-capture");
     app.footer(kExamples);
     app.set_version_flag("--version", "audvik-capture " AUDVIK_VERSION);
     app.add_option("-o,--output", options.output,
@@ -38,9 +41,8 @@ Options readOptions(int argc, char** argv) {
         app.add_option("-d,--duration", options.duration, "seconds of sound to record, then end")
             ->type_name("S");
     app.add_flag("-w,--wait", options.wait, "wait for the service to come, and to come back");
-    app.add_option("--debug-level", options.debugLevel, "what the platform's log shows")
-        ->check(CLI::IsMember({"error", "warning", "info", "trace"}))
-        ->capture_default_str();
+    tools::addServiceOption(app);
+    tools::addDebugLevelOption(app, options.debugLevel);
     try {
         app.parse(argc, argv);
         constexpr double kLongest = 1e9;

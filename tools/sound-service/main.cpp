@@ -11,6 +11,7 @@
 #include "MessageLog.h"
 #include "PipeFolder.h"
 #include "Player.h"
+#include "program_options.h"
 #include "Responder.h"
 #include "service_address.h"
 #include "Sound.h"
@@ -46,7 +47,8 @@ constexpr char kDescription[] =
     "switches audio data on.";
 
 constexpr char kFooter[] =
-    R"(The address to listen on is taken from LMQR2_UDPHOST, or else 127.0.0.1:12321.
+    R"(The address to listen on is 127.0.0.1:12321, or what LMQR2_UDPHOST, AUDVIK_SERVICE or --service
+says, the later winning over the earlier.
 
 Examples:
   sound-service speech.wav                 play a file once to each client, in real time
@@ -90,6 +92,7 @@ void declare(CLI::App& app, Options& options) {
         ->option_text("FILE.json");
     app.add_flag("--log-json", options.logJson,
                  "write each command and notification to standard output, one JSON object a line");
+    tools::addServiceOption(app);
     app.callback([&options] {
         if (options.tone && *options.tone > options.rate / 2) {
             throw CLI::ValidationError("--tone",
@@ -190,7 +193,8 @@ int main(int argc, char** argv) try {
     return 0;
 } catch (std::system_error const& error) {
     if (error.code() != std::errc::address_in_use) return fail(error.what());
-    return fail(serviceAddress() + " is in use by another program; stop it, or set LMQR2_UDPHOST");
+    return fail(serviceAddress() +
+                " is in use by another program; stop it, or choose another with --service");
 } catch (std::exception const& error) {
     return fail(error.what());
 }

@@ -17,7 +17,7 @@ _soundctl() {
     local previous=${COMP_WORDS[COMP_CWORD-1]}
     local subcommand='' position=0 word
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-        if [[ $word == -* || $word =~ ^(error|warning|info|trace)$ ]]; then continue; fi
+        if [[ $word == -* || $word =~ ^(error|warning|info|trace|[0-9.:]+)$ ]]; then continue; fi
         if [[ -z $subcommand ]]; then subcommand=$word; else position=$((position + 1)); fi
     done
     local words=''
@@ -25,10 +25,11 @@ _soundctl() {
     case $subcommand,$previous,$current in
         *,--expect,*) words=$notifications ;;
         *,--json,* | *,--timeout,*) [[ $subcommand == monitor ]] && words=$notifications ;;
+        *,--service,*) ;;
         *,--debug-level,*) words='error warning info trace' ;;
-        send,*,-*) words='--json --expect --timeout --help' ;;
-        monitor,*,-*) words='--json --help' ;;
-        ,*,-*) words='--debug-level --help --version' ;;
+        send,*,-*) words='--json --expect --timeout --service --help' ;;
+        monitor,*,-*) words='--json --service --help' ;;
+        ,*,-*) words='--service --debug-level --help --version' ;;
         *,*,-*) words='--help' ;;
         ,*) words='list send monitor batch completion' ;;
         send,*) [[ $position == 0 ]] && words=$commands ;;
@@ -47,6 +48,7 @@ _soundctl() {
     local -a commands=(%s)
     local -a notifications=(%s)
     _arguments -C \
+        '--service[where the sound service is]:address:' \
         '--debug-level[what the log shows]:level:(error warning info trace)' \
         '--help[show help]' '--version[show the version]' \
         '1:subcommand:(list send monitor batch completion)' '*::argument:->arguments'

@@ -8,6 +8,7 @@
 
 #include "csp/debug.h"
 #include "errors.h"
+#include "program_options.h"
 #include "Step.h"
 #include "subcommands.h"
 
@@ -26,7 +27,8 @@ constexpr char kExamples[] = R"(Examples:
   soundctl batch evening.jsonl
   source <(soundctl completion bash)
 
-The service is expected at 127.0.0.1:12321, or where LMQR2_UDPHOST says.
+The service is expected at 127.0.0.1:12321, or where LMQR2_UDPHOST, AUDVIK_SERVICE or --service
+says, the later winning over the earlier.
 Exit status: 0 done, 1 failed, 2 wrong usage.)";
 
 constexpr char kSendNotes[] =
@@ -127,9 +129,9 @@ void runProgram(int argc, char** argv) {
     app.require_subcommand(1);
     app.set_version_flag("--version", "soundctl " AUDVIK_VERSION);
     std::string debugLevel = "warning";
-    app.add_option("--debug-level", debugLevel, "what the platform's log shows")
-        ->check(CLI::IsMember({"error", "warning", "info", "trace"}))
-        ->capture_default_str();
+    tools::addDebugLevelOption(app, debugLevel);
+    tools::addServiceOption(app);
+    app.fallthrough();  // they may stand behind the subcommand, too
     Action action;
     for (auto* const declare :
          {declareList, declareSend, declareMonitor, declareBatch, declareCompletion}) {
