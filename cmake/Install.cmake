@@ -27,7 +27,7 @@ endif()
 add_custom_target(installed)
 add_dependencies(installed audvik sound-records ${programs})
 if(AUDVIK_DESKTOP)
-  add_dependencies(installed soundctl-completion)
+  add_dependencies(installed soundctl-output)
 endif()
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
 
@@ -84,9 +84,11 @@ install(DIRECTORY examples DESTINATION ${documents} COMPONENT development)
 if(AUDVIK_DESKTOP)
   install(TARGETS ${programs} COMPONENT tools)
   list(TRANSFORM programs APPEND .1 OUTPUT_VARIABLE manual_pages)
-  audvik_install_manual(tools ${manual_pages})
+  audvik_install_manual(tools ${manual_pages} audvik-json.5)
   install(FILES ${PROJECT_BINARY_DIR}/completion/soundctl
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+  install(FILES ${PROJECT_BINARY_DIR}/interface.json
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/audvik COMPONENT tools)
   install(FILES ${PROJECT_BINARY_DIR}/completion/_soundctl
     DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT tools)
 endif()

@@ -17,7 +17,10 @@ std::vector<std::string> const kTone{
 
 class Capture : public testing::Test {
 protected:
-    Capture() { unsetenv("AUDVIK_SERVICE"); }
+    Capture() {
+        unsetenv("LMQR2_UDPHOST");
+        unsetenv("AUDVIK_SERVICE");
+    }
 
     void startService() {
         service_.emplace(kTone);

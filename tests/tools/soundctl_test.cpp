@@ -3,6 +3,7 @@
 
 #include <array>
 #include <csignal>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -65,6 +66,27 @@ std::vector<Exchange> exchanges() {
     return all;
 }
 
+/// Lines of JSON.
+std::vector<Json> linesOf(std::string const& text) {
+    std::istringstream input(text);
+    std::vector<Json> lines;
+    for (std::string line; std::getline(input, line);) lines.push_back(Json::parse(line));
+    return lines;
+}
+
+/// Arguments with the largest values that the interface's description allows.
+Json largestOf(Json const& field) {
+    if (field["type"] == "array") {
+        return std::vector<Json>(field["count"].get<std::size_t>(), largestOf(field["element"]));
+    }
+    if (field["type"] == "string") return "text";
+    if (field["type"] == "bool") return true;
+    if (field["type"] != "record") return field["most"];
+    Json record = Json::object();
+    for (Json const& member : field["fields"]) record[member["name"]] = largestOf(member);
+    return record;
+}
+
 class Soundctl : public testing::Test {
 protected:
     Soundctl() { useOwnAddress(); }
@@ -114,6 +136,7 @@ TEST_F(Soundctl, GetsAnAnswerToEachCommandThatHasOne) {
         ASSERT_EQ(status, 0) << errors;
         Json const answer = Json::parse(output);
         EXPECT_EQ(answer["notification"], exchange.notification);
+        EXPECT_GT(answer["time"], 1.6e9);
         Json const& arguments = answer["arguments"];
         if (exchange.relation == "answers") {
             EXPECT_EQ(arguments, exchange.notificationArguments);
@@ -236,9 +259,12 @@ TEST_F(Soundctl, BatchChecksAllLinesBeforeItSendsOne) {
     writeFile(file, right + '\n' + R"({"command": "cmdInitAMP"})" + '\n' + right + '\n');
     auto const done = run({"batch", file});
     EXPECT_EQ(done.status, 0) << done.errors;
-    std::string const answer =
-        R"({"notification":"onMuteInfoNotify","arguments":{"field1":1,"field2":0}})";
-    EXPECT_EQ(done.output, answer + '\n' + answer + '\n');
+    auto const answers = linesOf(done.output);
+    ASSERT_EQ(answers.size(), 2U);
+    EXPECT_EQ(answers[0]["line"], 1);
+    EXPECT_EQ(answers[1]["line"], 3);
+    EXPECT_EQ(answers[1]["notification"], "onMuteInfoNotify");
+    EXPECT_EQ(answers[1]["arguments"], Json::parse(R"({"field1": 1, "field2": 0})"));
 
     writeFile(file,
               right + '\n' +
@@ -246,6 +272,61 @@ TEST_F(Soundctl, BatchChecksAllLinesBeforeItSendsOne) {
     auto const failed = run({"batch", file});
     EXPECT_EQ(failed.status, 1);
     EXPECT_NE(failed.errors.find(file + ":2: no onMuteInfoNotify"), std::string::npos);
+}
+
+TEST_F(Soundctl, StreamAnswersEachLineAsItComes) {
+    startService();
+    std::string const script = R"sh(
+        { echo '{"command": "cmdMuteSet", "expect": "onMuteInfoNotify"}'
+          while [ ! -e "$1" ]; do sleep 0.01; done
+          echo '{"command": "cmdVolumSet"}'; echo ' '; echo '{"command": "cmdInitAMP"}'
+          echo '{"command": "cmdInitAMP", "expect": "onMuteInfoNotify", "timeout": 0.01}'
+        } | "$0" batch --stream -)sh";
+    Program stream({"/bin/sh", "-c", script, AUDVIK_SOUNDCTL, folder_.file("go")});
+    ASSERT_TRUE(stream.says("\"notification\":\"onMuteInfoNotify\"")) << stream.errors();
+    writeFile(folder_.file("go"), "");
+    EXPECT_EQ(stream.status(), 1);
+    auto const answers = linesOf(stream.output());
+    ASSERT_EQ(answers.size(), 4U) << stream.output();
+    EXPECT_EQ(answers[0]["line"], 1);
+    EXPECT_EQ(answers[1]["error"],
+              "there is no command \"cmdVolumSet\"; did you mean cmdVolumeSet?");
+    EXPECT_EQ(answers[2]["command"], "cmdInitAMP");
+    EXPECT_EQ(answers[2]["line"], 4);
+    EXPECT_EQ(answers[3]["error"], "no onMuteInfoNotify came within 0.01 s");
+}
+
+TEST_F(Soundctl, WhatOneProgramWritesAnotherReads) {
+    Json const interface = Json::parse(run({"list", "--json"}).output);
+    ASSERT_EQ(interface["commands"].size(), 53U);
+    ASSERT_EQ(interface["notifications"].size(), 22U);
+    EXPECT_EQ(interface["notifications"][0]["id"], "0x2867126b");
+    std::string batch;
+    for (Json command : interface["commands"]) {
+        command["type"] = "record";
+        batch += tools::toText({{"command", command["name"]}, {"arguments", largestOf(command)}});
+        batch += '\n';
+    }
+    EXPECT_NE(batch.find(R"("cmdSoundModeInfoSet","arguments":{"field1":127})"), std::string::npos);
+    writeFile(folder_.file("batch"), batch);
+
+    startService({"--log-json"});
+    ASSERT_EQ(run({"batch", folder_.file("batch")}).status, 0);
+    ASSERT_TRUE(service_->says("\"command\":\"cmdGetAudioCertVer\""));
+    auto const sent = linesOf(batch);
+    std::size_t next = 0;
+    for (Json const& line : linesOf(service_->output())) {
+        if (!line.contains("command")) continue;
+        ASSERT_LT(next, sent.size());
+        EXPECT_EQ(line["command"], sent[next]["command"]);
+        EXPECT_EQ(line["id"], interface["commands"][next]["id"]);
+        EXPECT_EQ(line["arguments"], sent[next]["arguments"]);
+        ++next;
+    }
+    EXPECT_EQ(next, sent.size());
+    writeFile(folder_.file("log"), service_->output());
+    auto const again = run({"batch", folder_.file("log")});
+    EXPECT_EQ(again.status, 0) << again.errors;
 }
 
 TEST_F(Soundctl, EndlessInputIsRefused) {

@@ -25,17 +25,6 @@ void writeInteger(void* address, std::int64_t value) {
     std::memcpy(address, &bits, sizeof bits);
 }
 
-std::string describeMembers(std::vector<FieldType const*> const& types) {
-    std::string text;
-    for (std::size_t first = 0, end = 0; first < types.size(); first = end) {
-        while (end < types.size() && types[end] == types[first]) ++end;
-        text += (first > 0 ? ", " : "") + fieldName(first);
-        if (end > first + 1) text += '-' + fieldName(end - 1);
-        text += ' ' + typeName(*types[first]);
-    }
-    return text;
-}
-
 void visit(std::string const& path, Field const& field,
            std::function<void(std::string const&, Field const&)> const& visitor) {
     if (field.type->kind != Kind::kRecord && field.type->kind != Kind::kArray) {
@@ -61,6 +50,12 @@ Fields membersOf(Field const& field) {
         fields.push_back({field.type->element, base + i * field.type->element->size});
     }
     return fields;
+}
+
+std::vector<FieldType const*> memberTypes(FieldType const& record) {
+    std::vector<FieldType const*> types;
+    for (auto const& member : record.members) types.push_back(member.type);
+    return types;
 }
 
 std::int64_t integerOf(Field const& field) {
@@ -106,21 +101,23 @@ std::string typeName(FieldType const& type) {
             return "string";
         case Kind::kArray:
             return typeName(*type.element) + '[' + std::to_string(type.count) + ']';
-        case Kind::kRecord: {
-            std::vector<FieldType const*> types;
-            for (auto const& member : type.members) types.push_back(member.type);
-            return '{' + describeMembers(types) + '}';
-        }
+        case Kind::kRecord:
+            return '{' + describe(memberTypes(type)) + '}';
         case Kind::kInteger:
             break;
     }
     return (isSigned(type) ? "int" : "uint") + std::to_string(8 * type.size);
 }
 
-std::string describe(Fields const& fields) {
-    std::vector<FieldType const*> types;
-    for (auto const& field : fields) types.push_back(field.type);
-    return describeMembers(types);
+std::string describe(std::span<FieldType const* const> types) {
+    std::string text;
+    for (std::size_t first = 0, end = 0; first < types.size(); first = end) {
+        while (end < types.size() && types[end] == types[first]) ++end;
+        text += (first > 0 ? ", " : "") + fieldName(first);
+        if (end > first + 1) text += '-' + fieldName(end - 1);
+        text += ' ' + typeName(*types[first]);
+    }
+    return text;
 }
 
 std::string acceptedValues(FieldType const& scalar) {

@@ -11,6 +11,7 @@
 #include <limits>
 #include <span>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -43,6 +44,7 @@ struct FieldType {
     std::size_t count = 0;
 
     // Of a record.
+    std::string_view name = {};
     std::span<Member const> members = {};
 };
 
@@ -81,6 +83,7 @@ constexpr FieldType makeFieldType() {
                    }};
     if constexpr (sound::packing::Record<Type>) {
         type.kind = Kind::kRecord;
+        type.name = sound::PackedTraits<Type>::kName;
         type.members = kMembers<Type>;
     } else if constexpr (sound::packing::kIsArray<Type>) {
         type.kind = Kind::kArray;
@@ -105,6 +108,9 @@ constexpr FieldType makeFieldType() {
 
 /// The fields of a record or an array, one level down.
 Fields membersOf(Field const& field);
+
+/// The types of a record's members.
+std::vector<FieldType const*> memberTypes(FieldType const& record);
 
 /// The fields of a message, from its arguments. A lone record's members are the message's fields;
 /// bare arguments are the fields themselves.
@@ -131,7 +137,7 @@ std::string elementPath(std::string const& array, std::size_t index);
 std::string typeName(FieldType const& type);
 
 /// Names and types of consecutive fields, with one entry for neighbours of the same type.
-std::string describe(Fields const& fields);
+std::string describe(std::span<FieldType const* const> types);
 
 /// What a scalar accepts: "a uint8 from 0 to 255".
 std::string acceptedValues(FieldType const& scalar);

@@ -1,6 +1,8 @@
 #include "message_list.h"
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <charconv>
 #include <tuple>
 #include <vector>
@@ -40,8 +42,10 @@ void setScalar(std::string const& path, std::string const& text, tools::Field co
     tools::setInteger(scalar, value);
 }
 
+using Fill = std::function<void(tools::Fields const&)>;
+
 template <auto kOperation, class... Types>
-Request makeRequest(std::function<void(tools::Fields const&)> const& fill) {
+std::function<std::int32_t(ServiceInterface&)> makeSender(Fill const& fill) {
     std::tuple<Types...> arguments{};
     fill(std::apply([](auto const&... each) { return tools::fieldsOf(each...); }, arguments));
     return [arguments = std::move(arguments)](ServiceInterface& service) {
@@ -54,21 +58,33 @@ Request makeRequest(std::function<void(tools::Fields const&)> const& fill) {
     };
 }
 
-Message makeMessage(std::string_view name, MessageId id, std::string_view arguments,
-                    tools::Fields const& fields) {
-    std::size_t count = 0;
-    tools::visitScalars(fields, [&count](std::string const&, tools::Field const&) { ++count; });
-    return {name, static_cast<std::uint32_t>(id), arguments, tools::describe(fields), count};
-}
-
 template <class... Types>
 Message makeMessage(std::string_view name, MessageId id, std::string_view arguments) {
-    return makeMessage(name, id, arguments, tools::fieldsOf(Types{}...));
+    std::tuple<Types...> const values{};
+    auto const fields =
+        std::apply([](auto const&... each) { return tools::fieldsOf(each...); }, values);
+    Message message{name, static_cast<std::uint32_t>(id), arguments, "", {}, 0};
+    if constexpr ((packing::Record<Types> && ...) && sizeof...(Types) == 1) {
+        message.record = (PackedTraits<Types>::kName, ...);
+    }
+    for (auto const& field : fields) message.fields.push_back(field.type);
+    tools::visitScalars(
+        fields, [&message](std::string const&, tools::Field const&) { ++message.valueCount; });
+    return message;
 }
 
 template <auto kOperation, class... Types>
 Command makeCommand(std::string_view name, MessageId id, std::string_view arguments) {
-    return {makeMessage<Types...>(name, id, arguments), &makeRequest<kOperation, Types...>};
+    return {makeMessage<Types...>(name, id, arguments), &makeSender<kOperation, Types...>};
+}
+
+Request makeRequest(Command const& command, Fill const& fill) {
+    Request request;
+    request.send = command.makeSender([&](tools::Fields const& fields) {
+        fill(fields);
+        request.arguments = tools::fieldsToJson(fields);
+    });
+    return request;
 }
 
 template <class Named>
@@ -86,9 +102,17 @@ Named const& find(std::span<Named const> messages, std::string_view kind, std::s
 
 }  // namespace
 
+bool Message::nameContains(std::string_view pattern) const {
+    auto const sameLetter = [](unsigned char a, unsigned char b) {
+        return std::tolower(a) == std::tolower(b);
+    };
+    return std::search(name.begin(), name.end(), pattern.begin(), pattern.end(), sameLetter) !=
+           name.end();
+}
+
 Request requestFromJson(Command const& command, tools::Json const& arguments) {
-    return command.makeRequest(
-        [&](tools::Fields const& fields) { tools::fieldsFromJson(arguments, fields); });
+    return makeRequest(
+        command, [&](tools::Fields const& fields) { tools::fieldsFromJson(arguments, fields); });
 }
 
 Request requestFromText(Command const& command, std::span<std::string const> values) {
@@ -96,7 +120,7 @@ Request requestFromText(Command const& command, std::span<std::string const> val
         throw tools::FieldError(std::to_string(values.size()) + " values are given; at most " +
                                 std::to_string(command.valueCount) + " are accepted");
     }
-    return command.makeRequest([values](tools::Fields const& fields) {
+    return makeRequest(command, [values](tools::Fields const& fields) {
         std::size_t next = 0;
         tools::visitScalars(fields, [&](std::string const& path, tools::Field const& scalar) {
             if (next < values.size()) setScalar(path, values[next++], scalar);
@@ -114,10 +138,12 @@ std::span<Command const> commands() {
     return kCommands;
 }
 
-std::span<Message const> notifications() {
+std::span<Notification const> notifications() {
     static std::array const kNotifications{
-#define AUDVIK_NOTIFICATION(NAME, RELATION, COMMAND, ...) \
-    makeMessage<__VA_ARGS__>("on" #NAME "Notify", MessageId::on##NAME##Notify, #__VA_ARGS__),
+#define AUDVIK_NOTIFICATION(NAME, RELATION, COMMAND, ...)                                         \
+    Notification{                                                                                 \
+        makeMessage<__VA_ARGS__>("on" #NAME "Notify", MessageId::on##NAME##Notify, #__VA_ARGS__), \
+        "cmd" #COMMAND, #RELATION},
 #include "sound/messages.def"
     };
     return kNotifications;
@@ -127,7 +153,7 @@ Command const& findCommand(std::string_view name) {
     return find(commands(), "command", name);
 }
 
-Message const& findNotification(std::string_view name) {
+Notification const& findNotification(std::string_view name) {
     return find(notifications(), "notification", name);
 }
 

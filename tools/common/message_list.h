@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "record_json.h"
 #include "sound/ServiceInterface.h"
@@ -19,16 +20,29 @@ struct Message {
     std::string_view name;       ///< "cmdVolumeSet"
     std::uint32_t id;            ///< on the transport
     std::string_view arguments;  ///< their types, as the message list has them
-    std::string fields;          ///< "field1-field3 uint32, field4 bool"
-    std::size_t valueCount;      ///< how many scalars the fields hold in all
+    std::string_view record;     ///< the name of the one that is its only argument, if so
+    std::vector<tools::FieldType const*> fields;
+    std::size_t valueCount;  ///< how many scalars the fields hold in all
+
+    /// Whatever the case of @p pattern.
+    bool nameContains(std::string_view pattern) const;
 };
 
-/// Sends a command with its arguments.
-using Request = std::function<std::int32_t(ServiceInterface& service)>;
+struct Notification : Message {
+    std::string_view command;   ///< brings it about
+    std::string_view relation;  ///< to that: "reports", "answers" or "streams"
+};
+
+/// A command with its arguments.
+struct Request {
+    std::function<std::int32_t(ServiceInterface& service)> send;
+    tools::Json arguments;  ///< all of them
+};
 
 struct Command : Message {
-    /// Makes a request of arguments that are zero and empty but for what @p fill sets.
-    Request (*makeRequest)(std::function<void(tools::Fields const& fields)> const& fill);
+    /// Makes what sends it, with arguments that are zero and empty but for what @p fill sets.
+    std::function<std::int32_t(ServiceInterface& service)> (*makeSender)(
+        std::function<void(tools::Fields const& fields)> const& fill);
 };
 
 /// @throws tools::FieldError for arguments that do not fit
@@ -40,10 +54,10 @@ Request requestFromText(Command const& command, std::span<std::string const> val
 
 /// All of them, in the message list's order.
 std::span<Command const> commands();
-std::span<Message const> notifications();
+std::span<Notification const> notifications();
 
 /// @throws tools::UsageError for an unknown name, with the nearest right one
 Command const& findCommand(std::string_view name);
-Message const& findNotification(std::string_view name);
+Notification const& findNotification(std::string_view name);
 
 }  // namespace sound::reflection

@@ -21,19 +21,20 @@ public:
         sink_ = std::move(sink);
     }
 
-#define AUDVIK_NOTIFICATION(NAME, RELATION, COMMAND, ...)                        \
-    std::int32_t on##NAME##Notify(frame::MsgIds& /*msgIds*/,                     \
-                                  frame::TransportInfo const& /*transportInfo*/  \
-                                      AUDVIK_PARAMETERS(__VA_ARGS__)) override { \
-        return report("on" #NAME "Notify" AUDVIK_ARGUMENTS(__VA_ARGS__));        \
+#define AUDVIK_NOTIFICATION(NAME, RELATION, COMMAND, ...)                                    \
+    std::int32_t on##NAME##Notify(frame::MsgIds& /*msgIds*/,                                 \
+                                  frame::TransportInfo const& /*transportInfo*/              \
+                                      AUDVIK_PARAMETERS(__VA_ARGS__)) override {             \
+        static auto const& notification = reflection::findNotification("on" #NAME "Notify"); \
+        return report(notification AUDVIK_ARGUMENTS(__VA_ARGS__));                           \
     }
 #include "sound/messages.def"
 
 private:
     template <class... Types>
-    std::int32_t report(std::string_view name, Types const&... arguments) {
+    std::int32_t report(reflection::Notification const& notification, Types const&... arguments) {
         std::lock_guard const lock(mutex_);
-        if (sink_) sink_(name, tools::argumentsToJson(arguments...));
+        if (sink_) sink_(notification, tools::argumentsToJson(arguments...));
         return 0;
     }
 
@@ -54,7 +55,7 @@ void Client::listen(NotificationSink sink) {
 }
 
 void Client::send(reflection::Command const& command, reflection::Request const& request) {
-    std::int32_t const status = request(*listener_->getSrvIf());
+    std::int32_t const status = request.send(*listener_->getSrvIf());
     if (status >= 0) return;
     throw tools::Failure(std::string(command.name) + " cannot be sent to a sound service at " +
                          tools::serviceAddress() + ": " + strerror(-status));

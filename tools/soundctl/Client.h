@@ -2,14 +2,14 @@
 
 #include <boost/shared_ptr.hpp>
 #include <functional>
-#include <string_view>
 
 #include "message_list.h"
 
 namespace sound::control {
 
 /// Called for each notification, on the transport's delivery thread.
-using NotificationSink = std::function<void(std::string_view name, tools::Json const& arguments)>;
+using NotificationSink =
+    std::function<void(reflection::Notification const& notification, tools::Json const& arguments)>;
 
 /// This process as a client of the sound service.
 class Client {

@@ -18,9 +18,9 @@ std::optional<tools::Json> run(Client& client, Step const& step) {
     };
     auto const answer = std::make_shared<Answer>();
     auto future = answer->arguments.get_future();
-    client.listen([answer, name = step.expected->name](std::string_view notification,
-                                                       tools::Json const& arguments) {
-        if (answer->given || notification != name) return;
+    client.listen([answer, expected = step.expected](reflection::Notification const& notification,
+                                                     tools::Json const& arguments) {
+        if (answer->given || &notification != expected) return;
         answer->given = true;
         answer->arguments.set_value(arguments);
     });

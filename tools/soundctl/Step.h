@@ -16,7 +16,7 @@ inline constexpr double kLongestTimeout = 86400;
 struct Step {
     reflection::Command const* command;
     reflection::Request request;
-    reflection::Message const* expected = nullptr;  ///< the notification to wait for, if any
+    reflection::Notification const* expected = nullptr;  ///< the notification to wait for, if any
     std::chrono::duration<double> timeout = std::chrono::seconds(1);
 };
 

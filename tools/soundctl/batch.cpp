@@ -1,10 +1,11 @@
 #include <cstdio>
 #include <fstream>
 #include <iostream>
+#include <optional>
 #include <utility>
 
 #include "errors.h"
-#include "format.h"
+#include "message_json.h"
 #include "Step.h"
 #include "subcommands.h"
 #include "text_input.h"
@@ -36,14 +37,19 @@ Type take(tools::Json& object, char const* key, Type missing, char const* type) 
     }
 }
 
+/// @return nothing for a line that asks for nothing: an empty one, or a logged notification
 /// @throws tools::UsageError, tools::FieldError or a JSON exception that says what is wrong
-Step readStep(std::string const& text) {
+std::optional<Step> readStep(std::string const& text) {
+    if (text.find_first_not_of(" \t\r") == std::string::npos) return std::nullopt;
     tools::Json object = tools::parseJson(text);
     if (!object.is_object()) throw tools::UsageError("a line is an object like {\"command\": ...}");
+    if (object.contains("notification")) return std::nullopt;
+    // What a log says of a command besides.
+    for (auto const* const key : {"time", "id", "client", "line"}) object.erase(key);
     auto const command = take<std::string>(object, "command", "", "string");
     if (command.empty()) throw tools::UsageError("\"command\" is missing, the command's name");
     auto const expected = take<std::string>(object, "expect", "", "string");
-    Step step{&reflection::findCommand(command), nullptr};
+    Step step{&reflection::findCommand(command), {}};
     if (!expected.empty()) step.expected = &reflection::findNotification(expected);
     auto const timeout = take(object, "timeout", step.timeout.count(), "number");
     if (!(timeout >= 0 && timeout <= kLongestTimeout)) {
@@ -66,40 +72,75 @@ std::vector<Line> readLines(std::istream& input, std::string const& path) {
     for (std::size_t number = 1;; ++number) {
         try {
             if (!tools::readLine(input, text)) return lines;
-            if (text.find_first_not_of(" \t\r") == std::string::npos) continue;
+            auto step = readStep(text);
+            if (!step) continue;
             if (lines.size() == kMostLines) {
                 throw tools::UsageError("there are more than " + std::to_string(kMostLines) +
                                         " commands; send them in several batches");
             }
-            lines.push_back({number, readStep(text)});
+            lines.push_back({number, std::move(*step)});
         } catch (std::exception const& error) {
             throw tools::UsageError(path + ':' + std::to_string(number) + ": " + error.what());
         }
     }
 }
 
-std::vector<Line> readFile(std::string const& path) {
-    if (path == "-") return readLines(std::cin, "standard input");
-    std::ifstream file(path);
-    if (!file) throw tools::Failure(path + " cannot be read; it has to be a file of JSON lines");
-    return readLines(file, path);
+void print(tools::Json answer, std::size_t number) {
+    answer["line"] = number;
+    std::puts(tools::toText(answer).c_str());
+    std::fflush(stdout);
+}
+
+void runAll(std::istream& input, std::string const& path) {
+    std::vector<Line> const lines = readLines(input, path);
+    Client client;
+    for (auto const& [number, step] : lines) {
+        try {
+            auto const answer = run(client, step);
+            if (answer) print(tools::notificationLine(*step.expected, *answer), number);
+        } catch (tools::Failure const& failure) {
+            throw tools::Failure(path + ':' + std::to_string(number) + ": " + failure.what());
+        }
+    }
+}
+
+tools::Json answerTo(Client& client, Step const& step) {
+    auto const answer = run(client, step);
+    return answer ? tools::notificationLine(*step.expected, *answer)
+                  : tools::messageLine("command", step.command->name, step.command->id,
+                                       step.request.arguments);
+}
+
+void runEach(std::istream& input, std::string const& path) {
+    Client client;
+    std::size_t failures = 0;
+    std::string text;
+    for (std::size_t number = 1; tools::readLine(input, text); ++number) {
+        try {
+            auto const step = readStep(text);
+            if (step) print(answerTo(client, *step), number);
+        } catch (std::exception const& error) {
+            tools::Json answer = tools::timedLine();
+            answer["error"] = error.what();
+            print(std::move(answer), number);
+            ++failures;
+        }
+    }
+    if (failures == 0) return;
+    throw tools::Failure(path + ": lines that failed: " + std::to_string(failures) +
+                         "; their answers say why");
 }
 
 }  // namespace
 
-void batch(std::string const& path) {
-    std::vector<Line> const lines = readFile(path);
-    Client client;
-    for (Line const& line : lines) {
-        try {
-            auto const answer = run(client, line.step);
-            if (!answer) continue;
-            std::puts(tools::toText(jsonLine(line.step.expected->name, *answer)).c_str());
-            std::fflush(stdout);
-        } catch (tools::Failure const& failure) {
-            throw tools::Failure(path + ':' + std::to_string(line.number) + ": " + failure.what());
-        }
+void batch(BatchOptions const& options) {
+    auto* const runLines = options.stream ? &runEach : &runAll;
+    if (options.path == "-") return runLines(std::cin, "standard input");
+    std::ifstream file(options.path);
+    if (!file) {
+        throw tools::Failure(options.path + " cannot be read; it has to be a file of JSON lines");
     }
+    runLines(file, options.path);
 }
 
 }  // namespace sound::control

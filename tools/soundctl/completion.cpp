@@ -24,11 +24,13 @@ _soundctl() {
     COMPREPLY=()
     case $subcommand,$previous,$current in
         *,--expect,*) words=$notifications ;;
-        *,--json,* | *,--timeout,*) [[ $subcommand == monitor ]] && words=$notifications ;;
+        *,--timeout,* | send,--json,*) ;;
         *,--service,*) ;;
         *,--debug-level,*) words='error warning info trace' ;;
         send,*,-*) words='--json --expect --timeout --service --help' ;;
         monitor,*,-*) words='--json --service --help' ;;
+        list,*,-*) words='--json --help' ;;
+        batch,*,-*) words='--stream --service --help' ;;
         ,*,-*) words='--service --debug-level --help --version' ;;
         *,*,-*) words='--help' ;;
         ,*) words='list send monitor batch completion' ;;
@@ -54,12 +56,12 @@ _soundctl() {
         '1:subcommand:(list send monitor batch completion)' '*::argument:->arguments'
     [[ $state == arguments ]] || return
     case $words[1] in
-        list) _arguments "1:pattern:($commands $notifications)" ;;
+        list) _arguments '--json[one document]' "1:pattern:($commands $notifications)" ;;
         send) _arguments '--json[arguments as JSON]:object:' \
             "--expect[notification to wait for]:notification:($notifications)" \
             '--timeout[how long to wait]:time:' "1:command:($commands)" '*:value:' ;;
         monitor) _arguments '--json[JSON lines]' "*:notification:($notifications)" ;;
-        batch) _arguments '1:file:_files' ;;
+        batch) _arguments '--stream[send each line as it comes]' '1:file:_files' ;;
         completion) _arguments '1:shell:(bash zsh)' ;;
     esac
 }

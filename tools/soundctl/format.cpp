@@ -22,8 +22,4 @@ std::string readableLine(std::string_view notification, tools::Json const& argum
     return line;
 }
 
-tools::Json jsonLine(std::string_view notification, tools::Json const& arguments) {
-    return {{"notification", notification}, {"arguments", arguments}};
-}
-
 }  // namespace sound::control

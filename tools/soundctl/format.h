@@ -12,7 +12,4 @@ namespace sound::control {
 /// "onVolumeInfoNotify field1=1 field2=30".
 std::string readableLine(std::string_view notification, tools::Json const& arguments);
 
-/// {"notification": "onVolumeInfoNotify", "arguments": {"field1": 1, "field2": 30}}
-tools::Json jsonLine(std::string_view notification, tools::Json const& arguments);
-
 }  // namespace sound::control

@@ -1,46 +1,36 @@
-#include <algorithm>
-#include <cctype>
-#include <cinttypes>
 #include <cstdio>
 
 #include "errors.h"
-#include "message_list.h"
+#include "message_json.h"
 #include "subcommands.h"
 
 namespace sound::control {
 
 namespace {
 
-bool contains(std::string_view text, std::string_view pattern) {
-    auto const sameLetter = [](unsigned char a, unsigned char b) {
-        return std::tolower(a) == std::tolower(b);
-    };
-    return std::search(text.begin(), text.end(), pattern.begin(), pattern.end(), sameLetter) !=
-           text.end();
-}
-
 void print(reflection::Message const& message) {
-    std::printf("0x%08" PRIx32 "  %s(%s)\n", message.id, std::string(message.name).c_str(),
-                std::string(message.arguments).c_str());
+    std::printf("%s  %s(%s)\n", tools::idText(message.id).c_str(),
+                std::string(message.name).c_str(), std::string(message.arguments).c_str());
     if (message.valueCount == 0) return;
-    std::printf("    %s", message.fields.c_str());
+    std::printf("    %s", tools::describe(message.fields).c_str());
     std::printf(message.valueCount > 1 ? "; %zu values\n" : "\n", message.valueCount);
 }
 
 }  // namespace
 
-void list(std::string const& pattern) {
+void list(ListOptions const& options) {
     bool found = false;
-    auto const printMatching = [&](auto messages) {
+    auto const take = [&](auto messages) {
         for (reflection::Message const& message : messages) {
-            if (!contains(message.name, pattern)) continue;
-            print(message);
+            if (!message.nameContains(options.pattern)) continue;
             found = true;
+            if (!options.json) print(message);
         }
     };
-    printMatching(reflection::commands());
-    printMatching(reflection::notifications());
-    if (!found) throw tools::Failure("no message has \"" + pattern + "\" in its name");
+    take(reflection::commands());
+    take(reflection::notifications());
+    if (!found) throw tools::Failure("no message has \"" + options.pattern + "\" in its name");
+    if (options.json) std::puts(tools::describeInterface(options.pattern).dump(2).c_str());
 }
 
 }  // namespace sound::control

@@ -25,6 +25,7 @@ constexpr char kExamples[] = R"(Examples:
   soundctl monitor onVolumeInfoNotify onMuteInfoNotify
   soundctl monitor --json > notifications.jsonl
   soundctl batch evening.jsonl
+  mosquitto_sub -t tv/sound | soundctl batch --stream -
   source <(soundctl completion bash)
 
 The service is expected at 127.0.0.1:12321, or where LMQR2_UDPHOST, AUDVIK_SERVICE or --service
@@ -44,7 +45,8 @@ Examples:
 constexpr char kBatchNotes[] =
     R"(A line is an object with "command" and, as needed, "arguments" (an object), "expect" (a
 notification to wait for) and "timeout" (in seconds, 1 if left out). All lines are checked
-before the first command is sent; answers are printed as JSON lines.
+before the first command is sent; answers are printed as JSON lines. Lines that sound-service
+--log-json has written may be among them: its notifications are passed over.
 
 Example of a line:
   {"command": "cmdVolumeSet", "arguments": {"field2": 30}, "expect": "onVolumeInfoNotify"})";
@@ -69,10 +71,11 @@ void initialiseLog(std::string level) {
 using Action = std::function<void()>;
 
 void declareList(CLI::App& app, Action& action) {
-    auto const pattern = std::make_shared<std::string>();
+    auto const options = std::make_shared<ListOptions>();
     CLI::App* const listing = app.add_subcommand("list", "Shows commands and notifications");
-    listing->add_option("PATTERN", *pattern, "a part of their names");
-    listing->callback([&action, pattern] { action = [pattern] { list(*pattern); }; });
+    listing->add_option("PATTERN", options->pattern, "a part of their names");
+    listing->add_flag("--json", options->json, "print one JSON document");
+    listing->callback([&action, options] { action = [options] { list(*options); }; });
 }
 
 void declareSend(CLI::App& app, Action& action) {
@@ -105,12 +108,14 @@ void declareMonitor(CLI::App& app, Action& action) {
 }
 
 void declareBatch(CLI::App& app, Action& action) {
-    auto const file = std::make_shared<std::string>();
+    auto const options = std::make_shared<BatchOptions>();
     CLI::App* const batching = app.add_subcommand("batch", "Sends what a file says");
     batching->footer(kBatchNotes);
-    batching->add_option("FILE", *file, "a file of JSON lines, or - for standard input")
+    batching->add_option("FILE", options->path, "a file of JSON lines, or - for standard input")
         ->required();
-    batching->callback([&action, file] { action = [file] { batch(*file); }; });
+    batching->add_flag("--stream", options->stream,
+                       "send each line as it comes, and answer each, with an \"error\" if need be");
+    batching->callback([&action, options] { action = [options] { batch(*options); }; });
 }
 
 void declareCompletion(CLI::App& app, Action& action) {

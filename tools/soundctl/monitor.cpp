@@ -17,6 +17,7 @@
 #include "ConnectionWatcher.h"
 #include "errors.h"
 #include "format.h"
+#include "message_json.h"
 #include "service_address.h"
 #include "subcommands.h"
 
@@ -36,19 +37,10 @@ std::string printedTime(std::chrono::system_clock::time_point time) {
     return text.data();
 }
 
-tools::Json timedJsonLine(std::chrono::system_clock::time_point time, std::string_view name,
-                          tools::Json const& arguments) {
-    auto const milliseconds =
-        std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
-    tools::Json line{{"time", static_cast<double>(milliseconds) / 1000}};
-    line.update(jsonLine(name, arguments));
-    return line;
-}
-
-void print(bool json, std::string_view name, tools::Json const& arguments) {
-    auto const now = std::chrono::system_clock::now();
-    std::string const line = json ? tools::toText(timedJsonLine(now, name, arguments))
-                                  : printedTime(now) + ' ' + readableLine(name, arguments);
+void print(bool json, reflection::Notification const& notification, tools::Json const& arguments) {
+    std::string const line = json ? tools::toText(tools::notificationLine(notification, arguments))
+                                  : printedTime(std::chrono::system_clock::now()) + ' ' +
+                                        readableLine(notification.name, arguments);
     std::puts(line.c_str());
     std::fflush(stdout);
 }
@@ -84,12 +76,13 @@ void monitor(MonitorOptions const& options) {
 
     watchConnection();
     Client client;
-    client.listen(
-        [&names, json = options.json](std::string_view name, tools::Json const& arguments) {
-            if (names.empty() || std::find(names.begin(), names.end(), name) != names.end()) {
-                print(json, name, arguments);
-            }
-        });
+    client.listen([&names, json = options.json](reflection::Notification const& notification,
+                                                tools::Json const& arguments) {
+        if (names.empty() ||
+            std::find(names.begin(), names.end(), notification.name) != names.end()) {
+            print(json, notification, arguments);
+        }
+    });
     waitForEnd(signals);
     client.listen(nullptr);
 }

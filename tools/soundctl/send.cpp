@@ -3,6 +3,7 @@
 
 #include "errors.h"
 #include "format.h"
+#include "message_json.h"
 #include "Step.h"
 #include "subcommands.h"
 #include "text_input.h"
@@ -23,7 +24,7 @@ tools::Json parse(std::string const& text) {
 
 void send(SendOptions const& options) {
     reflection::Command const& command = reflection::findCommand(options.command);
-    Step step{&command, nullptr};
+    Step step{&command, {}};
     if (!options.expect.empty()) step.expected = &reflection::findNotification(options.expect);
     step.timeout = std::chrono::duration<double>(options.timeout);
     try {
@@ -41,7 +42,7 @@ void send(SendOptions const& options) {
     if (!answer) return;
     std::string const line = options.json.empty()
                                  ? readableLine(step.expected->name, *answer)
-                                 : tools::toText(jsonLine(step.expected->name, *answer));
+                                 : tools::toText(tools::notificationLine(*step.expected, *answer));
     std::puts(line.c_str());
 }
 

@@ -7,8 +7,12 @@
 
 namespace sound::control {
 
-/// Prints the messages whose names contain @p pattern, whatever its case.
-void list(std::string const& pattern);
+struct ListOptions {
+    std::string pattern;  ///< a part of their names, whatever its case
+    bool json = false;
+};
+/// Prints commands and notifications.
+void list(ListOptions const& options);
 
 struct SendOptions {
     std::string command;
@@ -26,8 +30,12 @@ struct MonitorOptions {
 /// Prints notifications until SIGINT or SIGTERM.
 void monitor(MonitorOptions const& options);
 
-/// Does what a file says, one JSON object a line, "-" being standard input.
-void batch(std::string const& path);
+struct BatchOptions {
+    std::string path;     ///< of a file of JSON lines, "-" for standard input
+    bool stream = false;  ///< do each line as it comes, and answer it
+};
+/// Does what a file says.
+void batch(BatchOptions const& options);
 
 /// Prints a completion script.
 /// @param shell  "bash" or "zsh"

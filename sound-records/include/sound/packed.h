@@ -67,6 +67,7 @@ struct PackedTraits;
     struct PackedTraits<NAME> {                                                                   \
         using Form = _##NAME##_struct;                                                            \
         using Unwritten = std::index_sequence<__VA_ARGS__>;                                       \
+        static constexpr char kName[] = #NAME;                                                    \
         static constexpr cspEndianTable_t const* kTable = &__csp_EndianTable_serializable_##NAME; \
     };                                                                                            \
     AUDVIK_DEFINE_PACKED(NAME)

@@ -1,0 +1,87 @@
+#include "message_json.h"
+
+#include <array>
+#include <chrono>
+#include <cinttypes>
+#include <cstdio>
+
+namespace tools {
+
+namespace {
+
+using Kind = FieldType::Kind;
+
+Json describeFields(std::span<FieldType const* const> types);
+
+Json describe(FieldType const& type) {
+    switch (type.kind) {
+        case Kind::kRecord: {
+            Json record{{"type", "record"}, {"record", type.name}};
+            record["fields"] = describeFields(memberTypes(type));
+            return record;
+        }
+        case Kind::kArray:
+            return {{"type", "array"}, {"count", type.count}, {"element", describe(*type.element)}};
+        case Kind::kInteger:
+            return {{"type", typeName(type)}, {"least", type.least}, {"most", type.most}};
+        case Kind::kBool:
+        case Kind::kString:
+            break;
+    }
+    return {{"type", typeName(type)}};
+}
+
+Json describeFields(std::span<FieldType const* const> types) {
+    Json fields = Json::array();
+    for (FieldType const* const type : types) {
+        Json field{{"name", fieldName(fields.size())}};
+        field.update(describe(*type));
+        fields.push_back(std::move(field));
+    }
+    return fields;
+}
+
+Json describe(sound::reflection::Message const& message) {
+    Json json{{"name", message.name}, {"id", idText(message.id)}};
+    if (!message.record.empty()) json["record"] = message.record;
+    json["fields"] = describeFields(message.fields);
+    return json;
+}
+
+}  // namespace
+
+std::string idText(std::uint32_t id) {
+    std::array<char, 11> text;
+    std::snprintf(text.data(), text.size(), "0x%08" PRIx32, id);
+    return text.data();
+}
+
+Json timedLine() {
+    std::chrono::duration<double> const time = std::chrono::system_clock::now().time_since_epoch();
+    return {{"time", time.count()}};
+}
+
+Json messageLine(std::string_view kind, std::string_view name, std::uint32_t id, Json arguments) {
+    Json line = timedLine();
+    line[std::string(kind)] = name;
+    line["id"] = idText(id);
+    line["arguments"] = std::move(arguments);
+    return line;
+}
+
+Json describeInterface(std::string_view pattern) {
+    Json commands = Json::array();
+    for (auto const& command : sound::reflection::commands()) {
+        if (command.nameContains(pattern)) commands.push_back(describe(command));
+    }
+    Json notifications = Json::array();
+    for (auto const& notification : sound::reflection::notifications()) {
+        if (!notification.nameContains(pattern)) continue;
+        notifications.push_back(describe(notification));
+        notifications.back()["relation"] = notification.relation;
+        notifications.back()["command"] = notification.command;
+    }
+    return {{"commands", std::move(commands)}, {"notifications", std::move(notifications)}};
+}
+
+}  // namespace tools
