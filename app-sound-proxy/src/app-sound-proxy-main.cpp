@@ -3,15 +3,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
-#include <new>
-#include <utility>
 
 #include "csp/ltGuard.h"
 #include "debug_line.h"
 #include "sound/message_records.h"
-#include "sound/packing.h"
 #include "sound/Proxy.h"
 
 namespace sound {
@@ -25,67 +21,12 @@ constexpr char kInterfaceName[] = "tarvo.lm.interfaces.sound";
     AUDVIK_DEBUG_LINE(kCspDebugTrace, operation, "Called.\n");
 }
 
-/// Packs an argument into a message record.
-/// @return false when there is no memory for the copy of a bare string
-/// @throws std::bad_alloc when there is none for the copy of a record's string
-template <class Type>
-bool packArgument(unsigned char* packed, Type const& argument) {
-    if constexpr (packing::Record<Type>) {
-        using Form = typename PackedTraits<Type>::Form;
-        auto* const form = new (packed) Form;
-        // Construction leaves some fields unwritten, and none of that may reach the transport.
-        std::memset(packed, 0, sizeof(Form));
-        *form = argument;
-        return true;
-    } else if constexpr (std::is_same_v<Type, std::string>) {
-        return packing::packString(packed, argument);
-    } else {
-        packing::pack(packed, argument);
-        return true;
-    }
-}
-
-template <class Type>
-Type unpackArgument(unsigned char const* packed) {
-    if constexpr (packing::Record<Type>) {
-        return *reinterpret_cast<typename PackedTraits<Type>::Form const*>(packed);
-    } else {
-        Type argument;
-        packing::unpack(packed, argument);
-        return argument;
-    }
-}
-
-/// A command's message record, with the string copies that it refers to.
-template <class... Types>
-class OutgoingRecord {
-public:
-    OutgoingRecord() = default;
-    OutgoingRecord(OutgoingRecord const&) = delete;
-    OutgoingRecord& operator=(OutgoingRecord const&) = delete;
-
-    /// Frees the copies that were made, the last one first.
-    ~OutgoingRecord() { packing::freeStrings(packing::TypeList<Types...>{}, record_.bytes.data()); }
-
-    /// @return false when there is no memory for the copy of a bare string
-    bool pack(Types const&... arguments) {
-        [[maybe_unused]] auto offset = Message::Fields::kPacked.begin();
-        return (packArgument(record_.bytes.data() + *offset++, arguments) && ...);
-    }
-
-    void const* data() const { return record_.bytes.data(); }
-
-private:
-    using Message = MessageRecord<Types...>;
-    Message record_;
-};
-
 // The types are stated, not deduced: they are those of the message list.
 template <class... Types>
 std::int32_t send(char const* command, void* ioModule, MessageId id, cspEndianTable_t const& table,
                   frame::MsgIds& msgIds, std::type_identity_t<Types> const&... arguments) {
     traceCall(command);
-    OutgoingRecord<Types...> record;
+    MessageRecord<Types...> record;
     if (!record.pack(arguments...)) return -ENOMEM;
     return frameLmqIOServiceSendStructure(ioModule, msgIds, commandHeader(id), nullptr, &table,
                                           record.data());
@@ -217,15 +158,10 @@ std::int32_t Proxy::receive(char const* receiver, Notification<Types...> notify,
                             frame::TransportInfo const& transportInfo, void const* record,
                             void* context) {
     traceCall(receiver);
-    auto const* const packed = static_cast<unsigned char const*>(record);
     for (auto const& client : static_cast<Proxy*>(context)->copyClients()) {
-        [&]<std::size_t... kIndices>(std::index_sequence<kIndices...>) {
-            ((*client).*notify)(
-                frame::MsgIds::none, transportInfo,
-                unpackArgument<Types>(packed +
-                                      MessageRecord<Types...>::Fields::kPacked[kIndices])...);
-        }
-        (std::index_sequence_for<Types...>{});
+        MessageRecord<Types...>::unpack(record, [&](Argument<Types>... arguments) {
+            return ((*client).*notify)(frame::MsgIds::none, transportInfo, arguments...);
+        });
     }
     return 0;
 }

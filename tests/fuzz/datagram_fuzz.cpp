@@ -4,9 +4,9 @@
 
 #include "Datagram.h"
 #include "Link.h"
-#include "message_types.h"
 #include "MessageHeader.h"
 #include "RecordCodec.h"
+#include "sound/message_records.h"
 
 namespace {
 
@@ -16,7 +16,7 @@ using sound::MessageId;
 /// What is accepted has one form only, and its record can be unpacked.
 template <MessageId kId>
 void receive(std::span<std::uint8_t> wire) {
-    auto const& table = *sound::service::Message<kId>::kTable;
+    auto const& table = *sound::Message<kId>::kTable;
     Bytes record;
     if (desktop::decodeRecord(table, wire, record) != nullptr) return;
     Bytes again;
@@ -24,8 +24,7 @@ void receive(std::span<std::uint8_t> wire) {
         !std::equal(again.begin(), again.end(), wire.begin(), wire.end())) {
         std::abort();
     }
-    sound::service::ArgumentsOf<kId> arguments;
-    sound::service::unpackArguments(record.data(), arguments);
+    sound::Message<kId>::Record::unpack(record.data(), [](auto const&... /*arguments*/) {});
 }
 
 void receive(std::uint32_t messageId, std::span<std::uint8_t> wire) {

@@ -5,8 +5,8 @@
 #include <iterator>
 #include <string>
 
-#include "message_types.h"
 #include "record_json.h"
+#include "sound/message_records.h"
 
 namespace {
 
@@ -33,7 +33,7 @@ void read(Json const& json, std::tuple<Types...> const* /*types*/) {
 
 template <MessageId kId>
 void read(Json const& json) {
-    read(json, static_cast<sound::service::ArgumentsOf<kId> const*>(nullptr));
+    read(json, static_cast<sound::ArgumentsOf<kId> const*>(nullptr));
 }
 
 constexpr void (*kReaders[])(Json const&) = {

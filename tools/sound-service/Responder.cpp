@@ -1,5 +1,6 @@
 #include "Responder.h"
 
+#include <cerrno>
 #include <utility>
 
 #include "copy_fields.h"
@@ -36,9 +37,10 @@ std::int32_t Responder::announceAudioData(frame::TransportInfo const& client,
 template <MessageId kId>
 std::int32_t Responder::receive(frame::MsgMeta const& /*meta*/, frame::TransportInfo const& client,
                                 void const* record, void* context) {
-    ArgumentsOf<kId> arguments{};
-    unpackArguments(record, arguments);
-    static_cast<Responder*>(context)->handle<kId>(client, arguments);
+    static_cast<Responder*>(context)->handle<kId>(
+        client, Message<kId>::Record::unpack(record, [](auto const&... arguments) {
+            return ArgumentsOf<kId>(arguments...);
+        }));
     return 0;
 }
 
@@ -75,10 +77,13 @@ void Responder::streams(frame::TransportInfo const& client, Arguments const& arg
 template <MessageId kId>
 std::int32_t Responder::send(frame::TransportInfo const* client,
                              ArgumentsOf<kId> const& arguments) {
-    PackedArguments const packed(arguments);
+    typename Message<kId>::Record record;
+    if (!std::apply([&](auto const&... each) { return record.pack(each...); }, arguments)) {
+        return -ENOMEM;
+    }
     auto const status =
         frameLmqIOServiceSendStructure(ioModule_, frame::MsgIds::none, notificationHeader(kId),
-                                       client, Message<kId>::kTable, packed.data());
+                                       client, Message<kId>::kTable, record.data());
     if (status >= 0) {
         log_.write("notification", Message<kId>::kName, kId, client, fieldsOf(arguments));
     }

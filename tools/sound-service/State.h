@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "message_types.h"
+#include "sound/message_records.h"
 
 namespace sound::service {
 

@@ -13,16 +13,11 @@ namespace {
 
 constexpr char kInterfaceName[] = "tarvo.lm.interfaces.sound";
 
-// What a notification's line says of its command.
-constexpr bool kreports = false;
-constexpr bool kanswers = false;
-constexpr bool kstreams = true;
-
 /// Tells the transport which messages switch and announce streams.
 std::int32_t declareStreams() {
     std::int32_t status = 0;
 #define AUDVIK_NOTIFICATION(NAME, RELATION, COMMAND, ...)                                 \
-    if (k##RELATION && status == 0) {                                                     \
+    if (Relation::RELATION == Relation::streams && status == 0) {                         \
         status = desktop::declareStream(commandHeader(MessageId::cmd##COMMAND),           \
                                         notificationHeader(MessageId::on##NAME##Notify)); \
     }

@@ -1,17 +1,16 @@
 /// @file
-/// The sound interface's messages on the transport: identifiers, headers, records and tables.
+/// The message list as types, and the messages on the transport: identifiers, headers, records and
+/// tables.
 #pragma once
 
-#include <algorithm>
-#include <array>
-#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <tuple>
 
 #include "csp/endian.h"
 #include "frame/lmq.h"
 #include "sound/export.h"
-#include "sound/packing.h"
+#include "sound/message_record.h"
 #include "sound/records.h"
 
 namespace sound {
@@ -36,23 +35,32 @@ constexpr frameLmqMessageHeader_t notificationHeader(MessageId id) {
     return {0xFFFFFFFF, kNotificationInterface, static_cast<std::uint32_t>(id), 1};
 }
 
-/// A message's payload: its arguments' packed forms, back to back. A message without arguments
-/// has a payload of one byte, 0, that its table does not describe.
-template <class... Types>
-struct MessageRecord {
-    using Fields = packing::Layout<packing::TypeList<Types...>>;
-    std::array<unsigned char, std::max<std::size_t>(Fields::kSize, 1)> bytes{};
-};
+/// What a command has to do with the notification that it brings about, in the list's words.
+enum class Relation : std::uint8_t { reports, answers, streams };
+
+/// What the list says of a message: its name, its arguments, its record and its table.
+template <MessageId kId>
+struct Message;
+
+template <MessageId kId>
+using ArgumentsOf = typename Message<kId>::Arguments;
 
 // For each message its record, soundMsgCmd<Name>_t or soundMsgOn<Name>Notify_t, and its table.
-#define AUDVIK_MESSAGE_RECORD(RECORD, ...)         \
-    struct RECORD : MessageRecord<__VA_ARGS__> {}; \
-    extern "C" AUDVIK_EXPORT cspEndianTable_t const __csp_EndianTable_##RECORD;
+#define AUDVIK_MESSAGE(NAME, RECORD, ...)                                              \
+    struct RECORD : MessageRecord<__VA_ARGS__> {};                                     \
+    extern "C" AUDVIK_EXPORT cspEndianTable_t const __csp_EndianTable_##RECORD;        \
+    template <>                                                                        \
+    struct Message<MessageId::NAME> {                                                  \
+        static constexpr char const* kName = #NAME;                                    \
+        using Arguments = std::tuple<__VA_ARGS__>;                                     \
+        using Record = RECORD;                                                         \
+        static constexpr cspEndianTable_t const* kTable = &__csp_EndianTable_##RECORD; \
+    };
 #define AUDVIK_COMMAND(NAME, ...) \
-    AUDVIK_MESSAGE_RECORD(soundMsgCmd##NAME##_t __VA_OPT__(, ) __VA_ARGS__)
+    AUDVIK_MESSAGE(cmd##NAME, soundMsgCmd##NAME##_t __VA_OPT__(, ) __VA_ARGS__)
 #define AUDVIK_NOTIFICATION(NAME, RELATION, COMMAND, ...) \
-    AUDVIK_MESSAGE_RECORD(soundMsgOn##NAME##Notify_t __VA_OPT__(, ) __VA_ARGS__)
+    AUDVIK_MESSAGE(on##NAME##Notify, soundMsgOn##NAME##Notify_t __VA_OPT__(, ) __VA_ARGS__)
 #include "sound/messages.def"
-#undef AUDVIK_MESSAGE_RECORD
+#undef AUDVIK_MESSAGE
 
 }  // namespace sound
