@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "LocalSocket.h"
@@ -45,6 +46,31 @@ TEST_F(Capture, RecordsExactlyTheDuration) {
         << capture.errors();
     EXPECT_EQ(capture.output().size(), 24000U);
     EXPECT_LT(capture.output().find_first_not_of('\0'), 24000U);
+}
+
+TEST_F(Capture, AnAuStreamSaysItsFormat) {
+    startService();
+    Program au(words({"--duration", "0.25", "--format", "au", "--rate", "22050"}));
+    Program raw(words({"--duration", "0.25", "--rate", "22050", "--output", folder_.file("raw"),
+                       "--format", "raw"}));
+    EXPECT_EQ(au.status(), 0) << au.errors();
+    EXPECT_EQ(raw.status(), 0) << raw.errors();
+    std::string samples = readFile(folder_.file("raw"));
+    EXPECT_EQ(samples.size(), 11026U);
+    for (std::size_t i = 1; i < samples.size(); i += 2) std::swap(samples[i - 1], samples[i]);
+    std::string const header(".snd\0\0\0\x18\xFF\xFF\xFF\xFF\0\0\0\3\0\0\x56\x22\0\0\0\1", 24);
+    EXPECT_TRUE(au.output() == header + samples);
+}
+
+TEST_F(Capture, EndsWhenNothingComesAnyMore) {
+    service_.emplace(std::vector<std::string>{AUDVIK_SOUND_SERVICE, "--tone", "440", "--channels",
+                                              "1", "--duration", "0.5"});
+    ASSERT_TRUE(service_->says("listening on")) << service_->errors();
+    Program capture(words({"--idle", "300ms"}));
+    EXPECT_EQ(capture.status(), 0);
+    EXPECT_EQ(capture.output().size(), 48000U) << capture.errors();
+    EXPECT_NE(capture.errors().find("nothing has come for 0.3 s"), std::string::npos)
+        << capture.errors();
 }
 
 /// Where libsndfile is missing, as for most emulated machines, there are no WAV files.
@@ -178,6 +204,8 @@ TEST_F(Capture, RefusesAWrongCommandLineWithStatusTwo) {
                                                     {"--rate", "0"},
                                                     {"--channels", "x"},
                                                     {"--unknown"},
+                                                    {"--idle", "0"},
+                                                    {"--format", "wav", "--output", "-"},
                                                     {"--service", "localhost:12321"},
                                                     {"--service", "127.0.0.1:0"},
                                                     {"--duration", "nan"}}) {

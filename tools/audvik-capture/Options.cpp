@@ -13,7 +13,7 @@ namespace {
 constexpr char kExamples[] = R"(Examples:
   audvik-capture --output evening.wav              until Ctrl-C
   audvik-capture --output short.wav --duration 10  exactly ten seconds of sound
-  audvik-capture | aplay -f S16 -r 48000 -c 2      listen to it
+  audvik-capture --format au --idle 2s | aplay     listen to it until it ends
   audvik-capture --wait --output night.wav         whenever a sound service is there
 
 The service is expected at 127.0.0.1:12321, or where --service or AUDVIK_SERVICE says.)";
@@ -27,8 +27,13 @@ Options readOptions(int argc, char** argv) {
     app.footer(kExamples);
     app.set_version_flag("--version", "audvik-capture " AUDVIK_VERSION);
     app.add_option("-o,--output", options.output,
-                   "WAV file to write; without it, raw 16-bit samples go to standard output (-)")
+                   "file to write, or - for standard output, as when not given")
         ->type_name("FILE");
+    app.add_option("-f,--format", options.container,
+                   "wav, as when not given for a file; au, which says rate and channels in a pipe, "
+                   "too; or raw 16-bit samples, as when not given for standard output")
+        ->check(CLI::IsMember({"wav", "au", "raw"}))
+        ->type_name("FORMAT");
     app.add_option("-r,--rate", options.format.rate, "frames per second of the sound")
         ->check(CLI::Range(1, 768000))
         ->capture_default_str()
@@ -40,6 +45,8 @@ Options readOptions(int argc, char** argv) {
     CLI::Option const* const duration =
         app.add_option("-d,--duration", options.duration, "seconds of sound to record, then end")
             ->type_name("S");
+    tools::addTimeOption(app, "-i,--idle", options.idle, 0.001,
+                         "end when no sound has come for so long, as 2, 2s or 500ms");
     app.add_flag("-w,--wait", options.wait, "wait for the service to come, and to come back");
     tools::addServiceOption(app);
     tools::addDebugLevelOption(app, options.debugLevel);
@@ -50,15 +57,21 @@ Options readOptions(int argc, char** argv) {
             !(options.duration * options.format.rate >= 0.5 && options.duration <= kLongest)) {
             throw CLI::ValidationError("--duration", "takes a number of seconds from one frame on");
         }
-        if (options.output.empty() && isatty(STDOUT_FILENO) != 0) {
+        if (options.output.empty()) options.output = "-";
+        bool const isPipe = options.output == "-";
+        if (options.container.empty()) options.container = isPipe ? "raw" : "wav";
+        if (isPipe && options.container == "wav") {
+            throw CLI::ValidationError(
+                "--format", "wav needs a file, whose header is completed at the end; au does not");
+        }
+        if (isPipe && isatty(STDOUT_FILENO) != 0) {
             throw CLI::ValidationError(
                 "--output",
                 "is needed: standard output is a terminal, which is no place for "
-                "samples; name a WAV file, or direct the output to a file or pipe");
+                "samples; name a file, or direct the output to a file or pipe");
         }
     } catch (CLI::ParseError const& error) {
         std::exit(app.exit(error) == 0 ? EXIT_SUCCESS : kUsageError);
     }
-    if (options.output.empty()) options.output = "-";
     return options;
 }

@@ -5,9 +5,11 @@
 #include "Output.h"
 
 struct Options {
-    std::string output;  ///< a file's path, or "-" for standard output
+    std::string output;     ///< a file's path, or "-" for standard output
+    std::string container;  ///< "wav", "au" or "raw"
     Format format{48000, 2};
     double duration = 0;  ///< in seconds of sound, 0 for no end
+    double idle = 0;      ///< in seconds: ends when nothing has come for so long; 0 for no end
     bool wait = false;
     std::string debugLevel = "warning";
 };

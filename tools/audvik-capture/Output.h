@@ -31,8 +31,18 @@ public:
     virtual void finish() = 0;
 };
 
-/// The samples as they come, to a descriptor.
-std::unique_ptr<Output> makeRawOutput(int descriptor);
+/// Where bytes go one after the other.
+struct Sink {
+    int descriptor;
+    std::string name;  ///< for messages
+};
+
+/// The samples as they come.
+std::unique_ptr<Output> makeRawOutput(Sink sink);
+
+/// An AU stream: a header that says rate and channels but no length, so that it can be written
+/// into a pipe, and the samples.
+std::unique_ptr<Output> makeAuOutput(Sink sink, Format const& format);
 
 /// A WAV file.
 /// @throws std::runtime_error when it cannot be created

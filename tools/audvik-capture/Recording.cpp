@@ -1,12 +1,15 @@
 #include "Recording.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
+#include <system_error>
 #include <thread>
 
 #include "service_address.h"
@@ -52,10 +55,10 @@ bool Recording::run() {
 bool Recording::record() {
     if (!waitForService()) return stopping;
     // Not before there is a service: a recording that cannot begin must not cost an earlier one.
-    output_ = options_.output == "-" ? makeRawOutput(rawOutput_)
-                                     : makeWavOutput(options_.output, options_.format);
+    output_ = makeOutput();
+    soundHeard_ = steady_clock::now();
     bool present = true;
-    while (present && !stopping) {
+    while (present && !stopping && !isIdle()) {
         bool const complete = queue_.complete();
         bool const moved = moveSamples();
         showLevels();
@@ -69,6 +72,28 @@ bool Recording::record() {
     drain();
     output_->finish();
     return present;
+}
+
+std::unique_ptr<Output> Recording::makeOutput() const {
+    std::string const& path = options_.output;
+    if (options_.container == "wav") return makeWavOutput(path, options_.format);
+    Sink sink{rawOutput_, "standard output"};
+    if (path != "-") {
+        sink = {open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666), path};
+        if (sink.descriptor < 0) {
+            throw std::system_error(errno, std::generic_category(), "cannot create " + path);
+        }
+    }
+    return options_.container == "au" ? makeAuOutput(sink, options_.format) : makeRawOutput(sink);
+}
+
+/// Says so when there has been no sound for as long as the user wants to wait.
+bool Recording::isIdle() const {
+    std::chrono::duration<double> const silence = steady_clock::now() - soundHeard_;
+    if (options_.idle == 0 || silence.count() < options_.idle) return false;
+    std::fprintf(stderr, "%saudvik-capture: nothing has come for %g s\n", showsLevels_ ? "\n" : "",
+                 options_.idle);
+    return true;
 }
 
 /// Asks for sound until a service takes the request.
@@ -129,6 +154,7 @@ bool Recording::moveSamples() {
     if (showsLevels_) meter_.add(frames);
     write(frames);
     std::memmove(buffer_.data(), buffer_.data() + frames.size(), held_);
+    soundHeard_ = steady_clock::now();
     return true;
 }
 

@@ -24,6 +24,8 @@ public:
 
 private:
     bool record();
+    std::unique_ptr<Output> makeOutput() const;
+    bool isIdle() const;
     bool waitForService();
     bool checkService();
     bool moveSamples();
@@ -41,7 +43,8 @@ private:
     LevelMeter meter_;
     bool const showsLevels_;
     std::chrono::steady_clock::time_point shown_;
-    std::chrono::steady_clock::time_point heard_;
+    std::chrono::steady_clock::time_point heard_;  ///< of the service
+    std::chrono::steady_clock::time_point soundHeard_;
     std::uint32_t heardBlocks_ = 0;
     std::vector<unsigned char> buffer_;
     std::size_t held_ = 0;  ///< bytes at the buffer's beginning that are no whole frame yet

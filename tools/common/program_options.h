@@ -3,6 +3,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <map>
 #include <string>
 
 #include "service_address.h"
@@ -26,6 +27,18 @@ inline void addDebugLevelOption(CLI::App& app, std::string& level) {
     app.add_option("--debug-level", level, "what the platform's log shows")
         ->check(CLI::IsMember({"error", "warning", "info", "trace"}))
         ->capture_default_str();
+}
+
+/// Declares an option that takes a time, as 2, 2s, 500ms or 5min.
+/// @param seconds  from @p least to a day; what it holds is the default
+inline CLI::Option* addTimeOption(CLI::App& app, std::string const& name, double& seconds,
+                                  double least, std::string const& description) {
+    constexpr double kDay = 86400;
+    std::map<std::string, double> const units{{"ms", 0.001}, {"s", 1}, {"min", 60}};
+    return app.add_option(name, seconds, description)
+        ->transform(CLI::AsNumberWithUnit(units))
+        ->check(CLI::Range(least, kDay))
+        ->type_name("TIME");
 }
 
 }  // namespace tools

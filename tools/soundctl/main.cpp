@@ -51,15 +51,6 @@ before the first command is sent; answers are printed as JSON lines. Lines that 
 Example of a line:
   {"command": "cmdVolumeSet", "arguments": {"field2": 30}, "expect": "onVolumeInfoNotify"})";
 
-CLI::Option* addTime(CLI::App& app, char const* name, double& seconds, char const* description) {
-    std::map<std::string, double> const units{{"ms", 0.001}, {"s", 1}, {"min", 60}};
-    return app.add_option(name, seconds, description)
-        ->transform(CLI::AsNumberWithUnit(units))
-        ->check(CLI::Range(0.0, kLongestTimeout))
-        ->capture_default_str()
-        ->type_name("TIME");
-}
-
 void initialiseLog(std::string level) {
     std::string program = "soundctl";
     level = "--debug-level=" + level;
@@ -93,7 +84,8 @@ void declareSend(CLI::App& app, Action& action) {
     CLI::Option* const expect =
         sending->add_option("--expect", options->expect, "a notification to wait for and print")
             ->type_name("NOTIFICATION");
-    addTime(*sending, "--timeout", options->timeout, "how long to wait, as 2, 2s or 500ms")
+    tools::addTimeOption(*sending, "--timeout", options->timeout, 0,
+                         "how long to wait, as 2, 2s or 500ms; a second when not given")
         ->needs(expect);
     sending->callback([&action, options] { action = [options] { send(*options); }; });
 }
