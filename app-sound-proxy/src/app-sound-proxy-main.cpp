@@ -7,14 +7,13 @@
 
 #include "csp/ltGuard.h"
 #include "debug_line.h"
+#include "sound/interface_name.h"
 #include "sound/message_records.h"
 #include "sound/Proxy.h"
 
 namespace sound {
 
 namespace {
-
-constexpr char kInterfaceName[] = "tarvo.lm.interfaces.sound";
 
 /// Out of line: every sender and receiver begins with it.
 [[gnu::noinline]] void traceCall(char const* operation) {
@@ -66,7 +65,7 @@ std::int32_t Proxy::performSetupDone() {
         return parent;
     }
     std::int32_t const registered =
-        registerInterface(static_cast<ServiceInterface*>(this), kInterfaceName);
+        registerInterface(static_cast<ServiceInterface*>(this), kServiceInterfaceName);
     if (registered < 0) {
         AUDVIK_DEBUG_LINE(kCspDebugWarning, "performSetupDone",
                           "Unable to register interface: %d.\n", registered);

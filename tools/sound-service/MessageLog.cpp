@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "client_name.h"
+#include "desktop/Service.h"
 #include "message_json.h"
 
 namespace sound::service {
@@ -12,7 +12,7 @@ void MessageLog::write(char const* kind, char const* name, MessageId id,
     if (!on_) return;
     tools::Json line = tools::messageLine(kind, name, static_cast<std::uint32_t>(id),
                                           tools::fieldsToJson(arguments));
-    line["client"] = client == nullptr ? "all" : clientName(*client);
+    line["client"] = client == nullptr ? "all" : desktop::clientName(*client);
     std::scoped_lock const lock(mutex_);
     std::puts(tools::toText(line).c_str());
     std::fflush(stdout);

@@ -14,7 +14,7 @@
 #include <thread>
 #include <utility>
 
-#include "client_name.h"
+#include "desktop/Service.h"
 
 namespace sound::service {
 
@@ -166,7 +166,7 @@ bool Player::findFreePipe(Stream& stream) {
     } catch (std::system_error const& error) {
         if (!std::exchange(stream.troubleReported, true)) {
             std::fprintf(stderr, "sound-service: %s: %s; it is tried again\n",
-                         clientName(stream.client).c_str(), error.what());
+                         desktop::clientName(stream.client).c_str(), error.what());
         }
         retryLater(stream, kRetry);
         return false;
@@ -235,7 +235,7 @@ bool Player::sendBlock(Stream& stream, Announce const& announce) {
 /// Ends a stream for a reason that its client did not ask for. It may start again.
 void Player::end(Stream& stream, std::string const& reason) {
     std::fprintf(stderr, "sound-service: %s: %s; its stream is ended\n",
-                 clientName(stream.client).c_str(), reason.c_str());
+                 desktop::clientName(stream.client).c_str(), reason.c_str());
     withdraw(stream);
     stream.on = false;
 }

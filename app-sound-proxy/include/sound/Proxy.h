@@ -18,7 +18,7 @@ namespace sound {
 /// the service's notifications to every registered client.
 ///
 /// The framework creates it through CreateSoundProxy(), owns it and drives its life cycle. Others
-/// use it through the ServiceInterface that it publishes as "tarvo.lm.interfaces.sound".
+/// use it through the ServiceInterface that it publishes as kServiceInterfaceName.
 ///
 /// Threads: commands and the client registry may be used from any thread at any time between the
 /// framework's setLmqIOModule() and the proxy's destruction. The framework makes sure that no

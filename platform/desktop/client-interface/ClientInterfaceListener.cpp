@@ -5,13 +5,12 @@
 
 #include "desktop/framework.h"
 #include "desktop/streams.h"
+#include "sound/interface_name.h"
 #include "sound/message_records.h"
 
 namespace sound {
 
 namespace {
-
-constexpr char kInterfaceName[] = "tarvo.lm.interfaces.sound";
 
 /// Tells the transport which messages switch and announce streams.
 std::int32_t declareStreams() {
@@ -50,7 +49,8 @@ std::int32_t ClientInterfaceListener::init() try {
     if (auto const status = declareStreams(); status < 0) return status;
     auto const self = self_.lock();
     if (self == nullptr) return -EINVAL;
-    auto* const found = static_cast<ServiceInterface*>(desktop::findInterface(kInterfaceName));
+    auto* const found =
+        static_cast<ServiceInterface*>(desktop::findInterface(kServiceInterfaceName));
     if (found == nullptr) return -ENOENT;
     serviceInterface_ = found;
     return found->addClient(self);

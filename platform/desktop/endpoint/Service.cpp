@@ -312,4 +312,8 @@ void* Service::ioModule() {
     return static_cast<IoModule*>(impl_.get());
 }
 
+std::string clientName(frame::TransportInfo const& client) {
+    return addressOf(client).toString();
+}
+
 }  // namespace desktop

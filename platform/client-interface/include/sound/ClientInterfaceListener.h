@@ -36,9 +36,9 @@ public:
         frame::TransportInfo const& transportInfo AUDVIK_PARAMETERS(__VA_ARGS__)) override;
 #include "sound/messages.def"
 
-    /// Finds the interface published as "tarvo.lm.interfaces.sound" and registers this listener
-    /// with it under its self reference. Call after setSelfReference() and once the framework
-    /// has started its members.
+    /// Finds the interface published as kServiceInterfaceName and registers this listener with it
+    /// under its self reference. Call after setSelfReference() and once the framework has started
+    /// its members.
     /// @return 0; -EINVAL without a self reference; -ENOENT when no interface is published; else
     ///         what addClient() returned
     virtual std::int32_t init();

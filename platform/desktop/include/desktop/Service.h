@@ -52,4 +52,8 @@ private:
     std::unique_ptr<Impl> impl_;
 };
 
+/// @param client  as a receiver or ClientGone is told of it
+/// @return its address, for example "127.0.0.1:40123"
+std::string clientName(frame::TransportInfo const& client);
+
 }  // namespace desktop
