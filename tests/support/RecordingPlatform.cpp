@@ -319,7 +319,7 @@ void ClientInterfaceListener::setSelfReference(boost::shared_ptr<ClientInterface
 }
 
 // What is published now: a test may have destroyed the interface that init() found.
-ServiceInterface* ClientInterfaceListener::getSrvIf() const {
+ServiceInterface* ClientInterfaceListener::getSrvIf() {
     return platform().service();
 }
 

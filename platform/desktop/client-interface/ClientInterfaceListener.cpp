@@ -64,7 +64,7 @@ void ClientInterfaceListener::setSelfReference(boost::shared_ptr<ClientInterface
     self_ = self;
 }
 
-ServiceInterface* ClientInterfaceListener::getSrvIf() const {
+ServiceInterface* ClientInterfaceListener::getSrvIf() {
     return serviceInterface_;
 }
 

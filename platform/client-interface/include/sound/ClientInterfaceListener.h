@@ -49,7 +49,7 @@ public:
 
     /// @return the interface that init() found, null before. It stays valid until the framework
     ///         destroys the proxy at the end of the process. Any thread.
-    ServiceInterface* getSrvIf() const;
+    ServiceInterface* getSrvIf();
 
 private:
     boost::weak_ptr<ClientInterfaceListener> self_;
