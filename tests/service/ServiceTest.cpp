@@ -192,7 +192,6 @@ TEST_F(ServiceTest, AFileThatCannotBePlayedIsRefusedInOneLine) {
     std::string const header("RIFF\x2C\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0\x80\x3E\0\0",
                              32);
     std::string const format16("\2\0\x10\0data\x08\0\0\0", 12);
-    std::string const format8("\1\0\x08\0data\x08\0\0\0", 12);
     std::string const noData("\2\0\x10\0data\0\0\0\0", 12);
     struct {
         char const* name;
@@ -200,7 +199,6 @@ TEST_F(ServiceTest, AFileThatCannotBePlayedIsRefusedInOneLine) {
         std::string content;
     } const kFiles[] = {{"empty.wav", "empty", ""},
                         {"text.wav", "", "This is no sound."},
-                        {"eight-bit.wav", "16-bit", header + format8 + "01234567"},
                         {"no-samples.wav", "no samples", header + noData},
                         {"truncated.wav", "truncated", header + format16 + "0123"},
                         {"truncated-header.wav", "", header}};
@@ -213,7 +211,7 @@ TEST_F(ServiceTest, AFileThatCannotBePlayedIsRefusedInOneLine) {
         EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
         if (text.find("built without libsndfile") != std::string::npos) return;
         EXPECT_NE(text.find(complaint), std::string::npos) << text;
-        EXPECT_NE(text.find("accepted are WAV and FLAC"), std::string::npos) << text;
+        EXPECT_NE(text.find("accepted is what libsndfile reads"), std::string::npos) << text;
     };
     for (auto const& file : kFiles) {
         auto const path = folder.file(file.name);

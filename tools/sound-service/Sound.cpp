@@ -42,7 +42,8 @@ std::string Sound::describe() const {
                       static_cast<double>(*length) / static_cast<double>(bytesPerSecond()));
     }
     return std::to_string(rate) + " Hz, " + std::to_string(channels) +
-           (channels == 1 ? " channel, " : " channels, ") + duration;
+           (channels == 1 ? " channel, " : " channels, ") + duration +
+           (convertedFrom.empty() ? "" : ", converted from " + convertedFrom + " to 16 bits");
 }
 
 Sound makeTone(std::uint32_t hertz, std::uint32_t rate, std::uint32_t channels,

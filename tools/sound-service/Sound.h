@@ -21,6 +21,8 @@ struct Sound {
     /// How many bytes are played, repeating the samples as often as it takes; without it there is
     /// no end.
     std::optional<std::uint64_t> length = 0;
+    /// What kind of samples the file has, when they had to be converted.
+    std::string convertedFrom = {};
 
     std::uint64_t bytesPerSecond() const;
 
@@ -40,7 +42,8 @@ constexpr std::int16_t toPipeOrder(std::int16_t sample) {
 Sound makeTone(std::uint32_t hertz, std::uint32_t rate, std::uint32_t channels,
                std::optional<double> duration);
 
-/// Reads a WAV or FLAC file of 16-bit samples, whole.
+/// Reads a file of a kind that libsndfile knows, whole. Samples of another kind than 16-bit
+/// integers are rounded; what is above full scale is clipped.
 /// @throws std::runtime_error  says what is wrong with the file and what is accepted
 Sound readSoundFile(std::string const& path);
 

@@ -63,7 +63,8 @@ void declare(CLI::App& app, Options& options) {
     app.footer(kFooter);
     app.set_version_flag("--version", "sound-service " AUDVIK_VERSION);
     auto* const file =
-        app.add_option("FILE", options.file, "WAV or FLAC file of 16-bit samples to play");
+        app.add_option("FILE", options.file,
+                       "sound file to play: WAV, FLAC, Ogg, MP3 and what else libsndfile reads");
     auto* const tone =
         app.add_option("--tone", options.tone, "play a sine of this frequency instead")
             ->option_text("HZ")

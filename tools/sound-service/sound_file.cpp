@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -17,8 +18,9 @@ namespace sound::service {
 namespace {
 
 [[noreturn]] void refuse(std::string const& path, std::string const& what) {
-    throw std::runtime_error(path + ": " + what +
-                             "; accepted are WAV and FLAC files of 16-bit samples");
+    throw std::runtime_error(
+        path + ": " + what +
+        "; accepted is what libsndfile reads: WAV, FLAC, Ogg, MP3, AIFF and more");
 }
 
 /// The number of bytes that a WAV file's header announces, up to the end of its samples; 0 for
@@ -54,10 +56,19 @@ void checkSize(std::string const& path) {
     }
 }
 
-bool isAccepted(SF_INFO const& info) {
-    auto const type = info.format & SF_FORMAT_TYPEMASK;
-    return (type == SF_FORMAT_WAV || type == SF_FORMAT_WAVEX || type == SF_FORMAT_FLAC) &&
-           (info.format & SF_FORMAT_SUBMASK) == SF_FORMAT_PCM_16;
+std::int16_t toSixteenBits(float sample) {
+    constexpr float kFullScale = 32768;
+    if (std::isnan(sample)) return 0;
+    return static_cast<std::int16_t>(
+        std::lrint(std::clamp(sample * kFullScale, -kFullScale, kFullScale - 1)));
+}
+
+/// What libsndfile calls this kind of samples: "Signed 24 bit PCM", "Vorbis".
+std::string sampleKind(int format) {
+    SF_FORMAT_INFO kind{};
+    kind.format = format & SF_FORMAT_SUBMASK;
+    sf_command(nullptr, SFC_GET_FORMAT_INFO, &kind, sizeof kind);
+    return kind.name != nullptr ? kind.name : "another kind";
 }
 
 }  // namespace
@@ -68,25 +79,28 @@ Sound readSoundFile(std::string const& path) {
     std::unique_ptr<SNDFILE, decltype(&sf_close)> const file(sf_open(path.c_str(), SFM_READ, &info),
                                                              &sf_close);
     if (!file) refuse(path, std::string("libsndfile says \"") + sf_strerror(nullptr) + '"');
-    if (!isAccepted(info)) refuse(path, "not of that kind");
     if (info.frames == 0) refuse(path, "there are no samples in it");
 
     Sound sound{{},
                 static_cast<std::uint32_t>(info.samplerate),
                 static_cast<std::uint32_t>(info.channels),
                 std::nullopt};
+    if ((info.format & SF_FORMAT_SUBMASK) != SF_FORMAT_PCM_16) {
+        sound.convertedFrom = sampleKind(info.format);
+    }
     // In portions, since the header may announce more than there is memory for.
     constexpr sf_count_t kPortion = 4096;
-    std::vector<std::int16_t> portion(std::size_t{kPortion} * sound.channels);
+    std::vector<float> portion(std::size_t{kPortion} * sound.channels);
     sf_count_t frames = 0;
-    while (auto const count = sf_readf_short(file.get(), portion.data(), kPortion)) {
+    while (auto const count = sf_readf_float(file.get(), portion.data(), kPortion)) {
         frames += count;
         std::transform(portion.begin(), portion.begin() + count * info.channels,
-                       std::back_inserter(sound.samples), toPipeOrder);
+                       std::back_inserter(sound.samples),
+                       [](float sample) { return toPipeOrder(toSixteenBits(sample)); });
     }
     if (frames != info.frames) {
-        refuse(path, "truncated or damaged: its header announces " + std::to_string(info.frames) +
-                         " frames, and " + std::to_string(frames) + " can be read");
+        refuse(path, "truncated or damaged: only " + std::to_string(frames) +
+                         " frames of it can be read");
     }
     sound.length = std::as_bytes(std::span(sound.samples)).size();
     return sound;
