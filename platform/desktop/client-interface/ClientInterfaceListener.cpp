@@ -52,9 +52,14 @@ std::int32_t ClientInterfaceListener::init() try {
     auto* const found =
         static_cast<ServiceInterface*>(desktop::findInterface(kServiceInterfaceName));
     if (found == nullptr) return -ENOENT;
+    // There before the first notification; and not left there by a failure, lest commands go out
+    // whose answers reach nobody.
     serviceInterface_ = found;
-    return found->addClient(self);
+    auto const status = found->addClient(self);
+    if (status < 0 && status != -EEXIST) serviceInterface_ = nullptr;
+    return status;
 } catch (std::bad_alloc const&) {
+    serviceInterface_ = nullptr;
     return -ENOMEM;
 }
 
