@@ -329,6 +329,34 @@ TEST_F(Soundctl, WhatOneProgramWritesAnotherReads) {
     EXPECT_EQ(again.status, 0) << again.errors;
 }
 
+TEST_F(Soundctl, StateIsTheLastThatWasHeard) {
+    std::string const flags = "onSoundFlagsInfoNotify";
+    EXPECT_NE(run({"state", "--timeout", "10ms"}).errors.find("no sound service at"),
+              std::string::npos);
+    writeFile(folder_.file("preset"), R"({"onSoundFlagsInfoNotify": {"field1": 7}})");
+    startService({"--log-json", "--state", folder_.file("preset")});
+    Program waiting({AUDVIK_SOUNDCTL, "state", "--json", "--timeout", "20s", "onMuteInfoNotify",
+                     flags, "onBalanceInfoNotify"});
+    ASSERT_TRUE(service_->says("cmdGetSoundFlags")) << waiting.errors();
+    run({"send", "cmdMuteSet", "1", "2"});
+    run({"send", "cmdMuteSet", "5", "6"});
+    run({"send", "cmdBalanceSet", "3", "4"});
+    EXPECT_EQ(waiting.status(), 0) << waiting.errors();
+    Json const document = Json::parse(waiting.output());
+    EXPECT_EQ(document.size(), 3U);
+    EXPECT_EQ(document["onMuteInfoNotify"], Json::parse(R"({"field1": 5, "field2": 6})"));
+
+    service_.reset();
+    writeFile(folder_.file("preset"), waiting.output());
+    startService({"--state", folder_.file("preset")});
+    auto const asked = run({"state", flags, "--timeout", "20s"});
+    EXPECT_EQ(asked.status, 0) << asked.errors;
+    EXPECT_EQ(asked.output.find(flags + " field1=7"), 0U) << asked.output;
+    auto const missing = run({"state", "onVolumeInfoNotify", "--timeout", "10ms"});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_NE(missing.errors.find("no onVolumeInfoNotify came"), std::string::npos);
+}
+
 TEST_F(Soundctl, EndlessInputIsRefused) {
     Program service({AUDVIK_SOUND_SERVICE, "--state", "/dev/zero"});
     EXPECT_EQ(service.status(), 1);

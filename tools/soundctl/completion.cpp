@@ -28,14 +28,15 @@ _soundctl() {
         *,--service,*) ;;
         *,--debug-level,*) words='error warning info trace' ;;
         send,*,-*) words='--json --expect --timeout --service --help' ;;
+        state,*,-*) words='--json --timeout --service --help' ;;
         monitor,*,-*) words='--json --service --help' ;;
         list,*,-*) words='--json --help' ;;
         batch,*,-*) words='--stream --service --help' ;;
         ,*,-*) words='--service --debug-level --help --version' ;;
         *,*,-*) words='--help' ;;
-        ,*) words='list send monitor batch completion' ;;
+        ,*) words='list send monitor state batch completion' ;;
         send,*) [[ $position == 0 ]] && words=$commands ;;
-        monitor,*) words=$notifications ;;
+        monitor,* | state,*) words=$notifications ;;
         list,*) words="$commands $notifications" ;;
         completion,*) words='bash zsh' ;;
         batch,*) COMPREPLY=($(compgen -f -- "$current")); return ;;
@@ -53,7 +54,7 @@ _soundctl() {
         '--service[where the sound service is]:address:' \
         '--debug-level[what the log shows]:level:(error warning info trace)' \
         '--help[show help]' '--version[show the version]' \
-        '1:subcommand:(list send monitor batch completion)' '*::argument:->arguments'
+        '1:subcommand:(list send monitor state batch completion)' '*::argument:->arguments'
     [[ $state == arguments ]] || return
     case $words[1] in
         list) _arguments '--json[one document]' "1:pattern:($commands $notifications)" ;;
@@ -61,6 +62,8 @@ _soundctl() {
             "--expect[notification to wait for]:notification:($notifications)" \
             '--timeout[how long to wait]:time:' "1:command:($commands)" '*:value:' ;;
         monitor) _arguments '--json[JSON lines]' "*:notification:($notifications)" ;;
+        state) _arguments '--json[one document]' '--timeout[how long to wait]:time:' \
+            "*:notification:($notifications)" ;;
         batch) _arguments '--stream[send each line as it comes]' '1:file:_files' ;;
         completion) _arguments '1:shell:(bash zsh)' ;;
     esac

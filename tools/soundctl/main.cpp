@@ -24,6 +24,7 @@ constexpr char kExamples[] = R"(Examples:
   soundctl send cmdVolumeSet --json '{"field2": 30}' --expect onVolumeInfoNotify
   soundctl monitor onVolumeInfoNotify onMuteInfoNotify
   soundctl monitor --json > notifications.jsonl
+  soundctl state onCapabilityNotify
   soundctl batch evening.jsonl
   mosquitto_sub -t tv/sound | soundctl batch --stream -
   source <(soundctl completion bash)
@@ -41,6 +42,13 @@ Examples:
   soundctl send cmdVolumeSet 1 30 0 0 0 --expect onVolumeInfoNotify --timeout 500ms
   soundctl send cmdSoundModeInfoSet -1
   echo '{"field1": "hello"}' | soundctl send cmdAudiolinkTest --json -)";
+
+constexpr char kStateNotes[] =
+    R"(A notification that answers a command is asked for; the others come when something changes.
+What --json prints is a file for sound-service --state.
+
+Example:
+  soundctl state --json onSoundFlagsInfoNotify onCapabilityNotify > tv.json)";
 
 constexpr char kBatchNotes[] =
     R"(A line is an object with "command" and, as needed, "arguments" (an object), "expect" (a
@@ -99,6 +107,18 @@ void declareMonitor(CLI::App& app, Action& action) {
     monitoring->callback([&action, options] { action = [options] { monitor(*options); }; });
 }
 
+void declareState(CLI::App& app, Action& action) {
+    auto const options = std::make_shared<StateOptions>();
+    CLI::App* const asking = app.add_subcommand("state", "Prints the last notifications heard");
+    asking->footer(kStateNotes);
+    asking->add_option("NAME", options->names,
+                       "the notifications to wait for; whatever comes in time if left out");
+    tools::addTimeOption(*asking, "--timeout", options->timeout, 0,
+                         "how long to wait, as 2, 2s or 500ms; a second when not given");
+    asking->add_flag("--json", options->json, "print one JSON document");
+    asking->callback([&action, options] { action = [options] { state(*options); }; });
+}
+
 void declareBatch(CLI::App& app, Action& action) {
     auto const options = std::make_shared<BatchOptions>();
     CLI::App* const batching = app.add_subcommand("batch", "Sends what a file says");
@@ -130,8 +150,8 @@ void runProgram(int argc, char** argv) {
     tools::addServiceOption(app);
     app.fallthrough();  // they may stand behind the subcommand, too
     Action action;
-    for (auto* const declare :
-         {declareList, declareSend, declareMonitor, declareBatch, declareCompletion}) {
+    for (auto* const declare : {declareList, declareSend, declareMonitor, declareState,
+                                declareBatch, declareCompletion}) {
         declare(app, action);
     }
     try {

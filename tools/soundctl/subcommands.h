@@ -30,6 +30,15 @@ struct MonitorOptions {
 /// Prints notifications until SIGINT or SIGTERM.
 void monitor(MonitorOptions const& options);
 
+struct StateOptions {
+    std::vector<std::string> names;  ///< of the notifications to wait for
+    double timeout = 1;              ///< in seconds
+    bool json = false;
+};
+/// Prints the last of each notification that is heard until all that are named have been, or time
+/// is up.
+void state(StateOptions const& options);
+
 struct BatchOptions {
     std::string path;     ///< of a file of JSON lines, "-" for standard input
     bool stream = false;  ///< do each line as it comes, and answer it
