@@ -2,20 +2,24 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
-/// Measures the level of each channel for a line on the terminal.
+#include "Loudness.h"
+
+/// Measures levels and loudness for a line on the terminal.
 class LevelMeter {
 public:
-    explicit LevelMeter(std::size_t channels) : channels_(channels) {}
+    LevelMeter(std::size_t channels, int rate);
 
-    /// Takes whole frames of samples in host byte order.
+    /// Takes whole frames of little-endian samples.
     void add(std::span<unsigned char const> samples);
 
     /// What was added since the last call, for each channel: a bar up to the effective level and
-    /// on to the peak, and both in decibels below full scale.
+    /// on to the peak, and the peak in decibels below full scale; and how loud it is. Peaks are
+    /// true peaks where they can be measured.
     std::string line();
 
 private:
@@ -25,4 +29,6 @@ private:
     };
     std::vector<Channel> channels_;
     std::size_t frames_ = 0;
+    std::vector<std::int16_t> samples_;
+    std::unique_ptr<Loudness> loudness_;
 };

@@ -37,7 +37,7 @@ Recording::Recording(Options const& options, BlockQueue& queue, int rawOutput)
       queue_(queue),
       rawOutput_(rawOutput),
       service_(queue, options.debugLevel),
-      meter_(static_cast<std::size_t>(options.format.channels)),
+      meter_(static_cast<std::size_t>(options.format.channels), options.format.rate),
       showsLevels_(isatty(STDERR_FILENO) != 0),
       buffer_((64U << 10) / options.format.frameSize() * options.format.frameSize()) {}
 

@@ -1,0 +1,5 @@
+#include "Loudness.h"
+
+std::unique_ptr<Loudness> makeLoudness(std::size_t /*channels*/, int /*rate*/) {
+    return nullptr;
+}
