@@ -21,6 +21,8 @@ if(AUDVIK_DESKTOP)
   list(APPEND targets frame-desktop sound-client-desktop platform-desktop)
   set(programs audvik-capture sound-service soundctl)
   list(APPEND header_folders platform/desktop/include)
+elseif(AUDVIK_PLATFORM_LIBRARIES)
+  set(programs audvik-capture soundctl)
 endif()
 
 # Builds what is installed, and no tests.
@@ -81,10 +83,12 @@ install(FILES docs/pictures/architecture.svg DESTINATION ${documents}/pictures
   COMPONENT development)
 install(DIRECTORY examples DESTINATION ${documents} COMPONENT development)
 
-if(AUDVIK_DESKTOP)
+if(programs)
   install(TARGETS ${programs} COMPONENT tools)
   list(TRANSFORM programs APPEND .1 OUTPUT_VARIABLE manual_pages)
   audvik_install_manual(tools ${manual_pages} audvik-json.5)
+endif()
+if(AUDVIK_DESKTOP)
   install(FILES ${PROJECT_BINARY_DIR}/completion/soundctl
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
   install(FILES ${PROJECT_BINARY_DIR}/interface.json
