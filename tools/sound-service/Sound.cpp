@@ -41,8 +41,7 @@ std::string Sound::describe() const {
         std::snprintf(duration, sizeof duration, "%.2f s",
                       static_cast<double>(*length) / static_cast<double>(bytesPerSecond()));
     }
-    return std::to_string(rate) + " Hz, " + std::to_string(channels) +
-           (channels == 1 ? " channel, " : " channels, ") + duration +
+    return format().text() + ", " + duration +
            (convertedFrom.empty() ? "" : ", converted from " + convertedFrom + " to 16 bits");
 }
 

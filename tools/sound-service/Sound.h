@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "stream_format.h"
+
 namespace sound::service {
 
 /// Interleaved 16-bit samples as they go into the pipes: little-endian on any host. A
@@ -25,6 +27,10 @@ struct Sound {
     std::string convertedFrom = {};
 
     std::uint64_t bytesPerSecond() const;
+
+    tools::StreamFormat format() const {
+        return {static_cast<int>(rate), static_cast<int>(channels)};
+    }
 
     /// Rate, channels and duration, as a user reads them.
     std::string describe() const;

@@ -16,6 +16,7 @@
 #include "service_address.h"
 #include "Sound.h"
 #include "State.h"
+#include "stream_format.h"
 
 namespace {
 
@@ -148,12 +149,14 @@ void serve(Options const& options) {
     auto state = options.stateFile.empty() ? State{} : readState(options.stateFile);
     auto const description = describe(options, sound);
     auto const address = serviceAddress();
+    auto const format = sound.format();
     auto const signals = blockEndingSignals();
     raiseDescriptorLimit();
 
     // In the order in which one needs the other: the last goes first.
     MessageLog log(options.logJson);
     PipeFolder folder(address);
+    if (format.channels > 0) tools::writeStreamFormat(folder.path(), format);
     Player player(std::move(sound), options.player, folder);
     Responder responder(
         std::move(state),
