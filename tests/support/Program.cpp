@@ -51,7 +51,10 @@ void writeFile(std::string const& path, std::string const& text) {
 
 Program::Program(std::vector<std::string> words, std::string const& output)
     : output_(output.empty() ? folder_.file("output") : output), errors_(folder_.file("errors")) {
-    std::vector<std::string> command = emulator();
+    // A shell is this machine's; its scripts begin the programs with $EMULATOR.
+    bool const isShell = words.front() == "/bin/sh";
+    ::setenv("EMULATOR", AUDVIK_EMULATOR, 1);
+    std::vector<std::string> command = isShell ? std::vector<std::string>() : emulator();
     command.insert(command.end(), words.begin(), words.end());
     std::vector<char*> arguments(command.size() + 1, nullptr);
     std::transform(command.begin(), command.end(), arguments.begin(),

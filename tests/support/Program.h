@@ -17,7 +17,7 @@ void writeFile(std::string const& path, std::string const& text);
 /// A running program. Is killed, if need be, when this goes.
 class Program {
 public:
-    /// @param words   the program's path and its arguments
+    /// @param words   the program's path and its arguments, or /bin/sh and its own
     /// @param output  where its standard output goes, a file of its own if left out
     explicit Program(std::vector<std::string> words, std::string const& output = "");
     ~Program();

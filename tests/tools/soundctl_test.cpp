@@ -281,7 +281,7 @@ TEST_F(Soundctl, StreamAnswersEachLineAsItComes) {
           while [ ! -e "$1" ]; do sleep 0.01; done
           echo '{"command": "cmdVolumSet"}'; echo ' '; echo '{"command": "cmdInitAMP"}'
           echo '{"command": "cmdInitAMP", "expect": "onMuteInfoNotify", "timeout": 0.01}'
-        } | "$0" batch --stream -)sh";
+        } | $EMULATOR "$0" batch --stream -)sh";
     Program stream({"/bin/sh", "-c", script, AUDVIK_SOUNDCTL, folder_.file("go")});
     ASSERT_TRUE(stream.says("\"notification\":\"onMuteInfoNotify\"")) << stream.errors();
     writeFile(folder_.file("go"), "");
@@ -362,13 +362,13 @@ TEST_F(Soundctl, EndlessInputIsRefused) {
     EXPECT_EQ(service.status(), 1);
     EXPECT_NE(service.errors().find("/dev/zero: the text has more than"), std::string::npos);
     EXPECT_EQ(run({"batch", "/dev/zero"}).status, 2);
-    std::string const script = "exec \"$0\" send cmdMuteSet --json - < /dev/zero";
+    std::string const script = "exec $EMULATOR \"$0\" send cmdMuteSet --json - < /dev/zero";
     Program json({"/bin/sh", "-c", script, AUDVIK_SOUNDCTL});
     EXPECT_EQ(json.status(), 2);
 }
 
 TEST_F(Soundctl, MonitorEndsWhenItsReaderHasGone) {
-    std::string const script = "{ \"$0\" monitor; echo ended >&2; } | sleep 0.3";
+    std::string const script = "{ $EMULATOR \"$0\" monitor; echo ended >&2; } | sleep 0.3";
     Program pipeline({"/bin/sh", "-c", script, AUDVIK_SOUNDCTL});
     EXPECT_TRUE(pipeline.says("ended"));
     EXPECT_EQ(pipeline.status(), 0);

@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -63,7 +64,11 @@ PipeFolder::PipeFolder(std::string const& serviceAddress) {
 }
 
 PipeFolder::~PipeFolder() {
-    clear();
+    try {
+        clear();
+    } catch (std::bad_alloc const&) {
+        // The next service at the address clears it.
+    }
     ::rmdir(path_.c_str());
     close();
 }

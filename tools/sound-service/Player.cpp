@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <new>
 #include <span>
 #include <system_error>
 #include <thread>
@@ -44,7 +45,11 @@ Player::Player(Sound sound, Settings settings, PipeFolder& folder)
 }
 
 Player::~Player() {
-    for (auto& [key, stream] : streams_) withdraw(stream);
+    try {
+        for (auto& [key, stream] : streams_) withdraw(stream);
+    } catch (std::bad_alloc const&) {
+        // Then the pipes are closed without a grace.
+    }
     if (!withdrawn_.empty()) std::this_thread::sleep_for(kOpeningGrace);
     ::close(wakeUp_);
 }
@@ -76,7 +81,13 @@ void Player::run(std::stop_token const& stop, Announce const& announce) {
     std::stop_callback const stopped(stop, [this] { wake(); });
     std::unique_lock lock(mutex_);
     while (!stop.stop_requested()) {
-        auto const next = serveAll(announce);
+        auto next = Clock::now() + kRetry;
+        try {
+            next = serveAll(announce);
+        } catch (std::bad_alloc const&) {
+            std::fputs("sound-service: memory ran out; playing goes on when there is some\n",
+                       stderr);
+        }
         lock.unlock();
         wait(next);
         lock.lock();
@@ -203,6 +214,15 @@ void Player::retryLater(Stream& stream, Clock::duration delay) {
     stream.retryAt = Clock::now() + delay;
 }
 
+std::int32_t Player::tryToAnnounce(Announce const& announce, frame::TransportInfo const& client,
+                                   Pipe const& pipe, std::size_t size) {
+    try {
+        return announce(client, pipe.path(), static_cast<std::uint32_t>(size));
+    } catch (std::bad_alloc const&) {
+        return -ENOMEM;
+    }
+}
+
 /// Puts the next block into the first free pipe and announces it.
 /// @return false when it has to be tried again later
 bool Player::sendBlock(Stream& stream, Announce const& announce) {
@@ -215,7 +235,7 @@ bool Player::sendBlock(Stream& stream, Announce const& announce) {
         end(stream, error.what());
         return false;
     }
-    auto const status = announce(stream.client, pipe->path(), static_cast<std::uint32_t>(size));
+    auto const status = tryToAnnounce(announce, stream.client, *pipe, size);
     if (status >= 0) {
         stream.announced.splice(stream.announced.end(), stream.free, pipe);
         stream.position += size;

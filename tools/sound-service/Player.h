@@ -77,6 +77,8 @@ private:
     Clock::time_point serveAll(Announce const& announce);
     Clock::time_point serve(Stream& stream, Announce const& announce);
     bool sendBlock(Stream& stream, Announce const& announce);
+    static std::int32_t tryToAnnounce(Announce const& announce, frame::TransportInfo const& client,
+                                      Pipe const& pipe, std::size_t size);
     bool findFreePipe(Stream& stream);
     void takeClosedPipes();
     void free(Stream& stream, Pipes::iterator pipe);
