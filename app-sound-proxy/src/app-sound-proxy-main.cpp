@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 
 #include "csp/ltGuard.h"
@@ -20,17 +21,6 @@ namespace {
     AUDVIK_DEBUG_LINE(kCspDebugTrace, operation, "Called.\n");
 }
 
-// The types are stated, not deduced: they are those of the message list.
-template <class... Types>
-std::int32_t send(char const* command, void* ioModule, MessageId id, cspEndianTable_t const& table,
-                  frame::MsgIds& msgIds, std::type_identity_t<Types> const&... arguments) {
-    traceCall(command);
-    MessageRecord<Types...> record;
-    if (!record.pack(arguments...)) return -ENOMEM;
-    return frameLmqIOServiceSendStructure(ioModule, msgIds, commandHeader(id), nullptr, &table,
-                                          record.data());
-}
-
 struct Receiver {
     MessageId id;
     frameLmqMessageHandler_t function;
@@ -38,13 +28,61 @@ struct Receiver {
 };
 
 constexpr Receiver kReceivers[] = {
-#define AUDVIK_NOTIFICATION(NAME, RELATION, COMMAND, ...)       \
+#define AUDVIK_NOTIFICATION(NAME, ...)                          \
     {MessageId::on##NAME##Notify, &Proxy::callOn##NAME##Notify, \
-     &__csp_EndianTable_soundMsgOn##NAME##Notify_t},
+     Message<MessageId::on##NAME##Notify>::kTable},
 #include "sound/messages.def"
 };
 
+constexpr std::size_t kLargestCommand = std::max({
+#define AUDVIK_COMMAND(NAME, ...) Message<MessageId::cmd##NAME>::Record::kSize,
+#include "sound/messages.def"
+});
+
+template <class Type>
+bool packArgument(unsigned char* record, void const* argument) {
+    return MessageRecord<Type>::pack(record, *static_cast<Type const*>(argument));
+}
+
+template <MessageId kId, auto kOperation>
+void deliver(ClientInterface& client, frame::TransportInfo const& transportInfo,
+             void const* record) {
+    Message<kId>::Record::unpack(record, [&](auto const&... arguments) {
+        (client.*kOperation)(frame::MsgIds::none, transportInfo, arguments...);
+    });
+}
+
 }  // namespace
+
+// What all commands do is there once, and what all notifications do; where they differ they have
+// these. Expanded for each, it would be a tenth of the library.
+
+struct Proxy::Command {
+    char const* name;
+    MessageId id;
+    cspEndianTable_t const* table;
+    bool (*pack)(unsigned char* record, void const* argument) = nullptr;
+    void (*freeStrings)(unsigned char const* record) = nullptr;
+
+    /// @param Types  the argument's, if there is one
+    template <class... Types>
+    static consteval Command of(char const* name, MessageId id, cspEndianTable_t const* table) {
+        static_assert(sizeof...(Types) <= 1, "a command has one argument at most");
+        Command command{name, id, table};
+        if constexpr (sizeof...(Types) == 1) command.pack = &packArgument<Types...>;
+        if constexpr (MessageRecord<Types...>::kHoldsStrings) {
+            command.freeStrings = &MessageRecord<Types...>::freeStrings;
+        }
+        return command;
+    }
+};
+
+struct Proxy::Notification {
+    char const* receiver;
+    /// Calls a client's operation with the arguments in a record.
+    void (*deliver)(ClientInterface& client, frame::TransportInfo const& transportInfo,
+                    void const* record);
+};
 
 Proxy::Proxy() : AbstractMarshallingImpl(kDefaultCoupling) {
     AUDVIK_DEBUG_LINE(kCspDebugInfo, "Proxy", "Called.\n");
@@ -152,15 +190,24 @@ Proxy::Clients::iterator Proxy::find(boost::shared_ptr<ClientInterface> const& c
     return std::find(clients_.begin(), clients_.end(), client);
 }
 
-template <class... Types>
-std::int32_t Proxy::receive(char const* receiver, Notification<Types...> notify,
+std::int32_t Proxy::send(Command const& command, frame::MsgIds& msgIds, void const* argument) {
+    traceCall(command.name);
+    unsigned char record[kLargestCommand];
+    std::memset(record, 0, command.table->size);
+    // Frees them however this ends.
+    std::unique_ptr<unsigned char, decltype(command.freeStrings)> const strings(
+        command.freeStrings != nullptr ? record : nullptr, command.freeStrings);
+    if (command.pack != nullptr && !command.pack(record, argument)) return -ENOMEM;
+    return frameLmqIOServiceSendStructure(lmqIOModule(), msgIds, commandHeader(command.id), nullptr,
+                                          command.table, record);
+}
+
+std::int32_t Proxy::receive(Notification const& notification,
                             frame::TransportInfo const& transportInfo, void const* record,
                             void* context) {
-    traceCall(receiver);
+    traceCall(notification.receiver);
     for (auto const& client : static_cast<Proxy*>(context)->copyClients()) {
-        MessageRecord<Types...>::unpack(record, [&](Argument<Types>... arguments) {
-            return ((*client).*notify)(frame::MsgIds::none, transportInfo, arguments...);
-        });
+        notification.deliver(*client, transportInfo, record);
     }
     return 0;
 }
@@ -168,16 +215,18 @@ std::int32_t Proxy::receive(char const* receiver, Notification<Types...> notify,
 #define AUDVIK_COMMAND(NAME, ...)                                                               \
     std::int32_t Proxy::cmd##NAME(frame::MsgIds& msgIds,                                        \
                                   frame::TransportInfo const& AUDVIK_PARAMETERS(__VA_ARGS__)) { \
-        return send<__VA_ARGS__>("cmd" #NAME, lmqIOModule(), MessageId::cmd##NAME,              \
-                                 __csp_EndianTable_soundMsgCmd##NAME##_t,                       \
-                                 msgIds AUDVIK_ARGUMENTS(__VA_ARGS__));                         \
+        static constexpr auto kCommand = Command::of<__VA_ARGS__>(                              \
+            "cmd" #NAME, MessageId::cmd##NAME, Message<MessageId::cmd##NAME>::kTable);          \
+        return send(kCommand, msgIds __VA_OPT__(, &first));                                     \
     }
-#define AUDVIK_NOTIFICATION(NAME, RELATION, COMMAND, ...)                                        \
-    std::int32_t Proxy::callOn##NAME##Notify(frame::MsgMeta const&,                              \
-                                             frame::TransportInfo const& transportInfo,          \
-                                             void const* record, void* context) {                \
-        return receive<__VA_ARGS__>("callOn" #NAME "Notify", &ClientInterface::on##NAME##Notify, \
-                                    transportInfo, record, context);                             \
+#define AUDVIK_NOTIFICATION(NAME, ...)                                                  \
+    std::int32_t Proxy::callOn##NAME##Notify(frame::MsgMeta const&,                     \
+                                             frame::TransportInfo const& transportInfo, \
+                                             void const* record, void* context) {       \
+        static constexpr Notification kNotification{                                    \
+            "callOn" #NAME "Notify",                                                    \
+            &deliver<MessageId::on##NAME##Notify, &ClientInterface::on##NAME##Notify>}; \
+        return receive(kNotification, transportInfo, record, context);                  \
     }
 #include "sound/messages.def"
 

@@ -68,14 +68,15 @@ private:
     [[gnu::visibility("hidden")]] Clients::iterator find(
         boost::shared_ptr<ClientInterface> const& client);
 
-    template <class... Types>
-    using Notification = std::int32_t (ClientInterface::*)(frame::MsgIds&,
-                                                           frame::TransportInfo const&,
-                                                           Argument<Types>...);
-    template <class... Types>
+    struct Command;
+    struct Notification;
+
+    /// @param argument  what the command's operation was given, null for nothing
+    [[gnu::visibility("hidden")]] std::int32_t send(Command const& command, frame::MsgIds& msgIds,
+                                                    void const* argument = nullptr);
     [[gnu::visibility("hidden")]] static std::int32_t receive(
-        char const* receiver, Notification<Types...> notify,
-        frame::TransportInfo const& transportInfo, void const* record, void* context);
+        Notification const& notification, frame::TransportInfo const& transportInfo,
+        void const* record, void* context);
 
     Clients clients_;
 };

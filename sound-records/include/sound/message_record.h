@@ -20,19 +20,18 @@ namespace sound {
 /// ends, the last one first. One that is received is the transport's, with all that it refers to.
 template <class... Types>
 class MessageRecord {
+    using Fields = packing::Layout<packing::TypeList<Types...>>;
+
 public:
     MessageRecord() = default;
-    ~MessageRecord() { packing::freeStrings(packing::TypeList<Types...>{}, bytes_.data()); }
+    ~MessageRecord() { freeStrings(bytes_.data()); }
     MessageRecord(MessageRecord const&) = delete;
     MessageRecord& operator=(MessageRecord const&) = delete;
 
     /// Packs the arguments. Once for each record.
     /// @return false when there is no memory for the copy of a bare string
     /// @throws std::bad_alloc when there is none for the copy of a record's string
-    bool pack(Argument<Types>... arguments) {
-        [[maybe_unused]] auto offset = Fields::kPacked.begin();
-        return (packArgument<Types>(bytes_.data() + *offset++, arguments) && ...);
-    }
+    bool pack(Argument<Types>... arguments) { return pack(bytes_.data(), arguments...); }
 
     /// Calls @p function with the arguments that @p record holds, each made for this call.
     /// @throws std::bad_alloc, and what the function throws
@@ -47,9 +46,19 @@ public:
 
     void const* data() const { return bytes_.data(); }
 
-private:
-    using Fields = packing::Layout<packing::TypeList<Types...>>;
+    /// For records that lie elsewhere: their size, packing into as many bytes, all zero, and
+    /// freeing the copies of strings, also after packing that failed.
+    static constexpr std::size_t kSize = std::max<std::size_t>(Fields::kSize, 1);
+    static bool pack(unsigned char* record, Argument<Types>... arguments) {
+        [[maybe_unused]] auto offset = Fields::kPacked.begin();
+        return (packArgument<Types>(record + *offset++, arguments) && ...);
+    }
+    static void freeStrings(unsigned char const* record) {
+        packing::freeStrings(packing::TypeList<Types...>{}, record);
+    }
+    static constexpr bool kHoldsStrings = (packing::holdsStrings<Types>() || ...);
 
+private:
     // Records by their own operations, which are there once in the library.
     template <class Type>
     static bool packArgument(unsigned char* packed, Type const& argument) {
@@ -75,7 +84,7 @@ private:
         }
     }
 
-    std::array<unsigned char, std::max<std::size_t>(Fields::kSize, 1)> bytes_{};
+    std::array<unsigned char, kSize> bytes_{};
 };
 
 }  // namespace sound

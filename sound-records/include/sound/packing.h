@@ -325,6 +325,20 @@ inline constexpr auto kEntries = []<class... Fields>(TypeList<Fields...>) {
     return entries;
 }(Types{});
 
+/// Says whether a field is a string or has one.
+template <class Type>
+consteval bool holdsStrings() {
+    if constexpr (kIsArray<Type>) {
+        return holdsStrings<typename Type::value_type>();
+    } else if constexpr (Record<Type>) {
+        return []<class... Types>(TypeList<Types...>) {
+            return (holdsStrings<Types>() || ...);
+        }(Members<Type>{});
+    } else {
+        return std::is_same_v<Type, std::string>;
+    }
+}
+
 /// Frees the string copies that consecutive packed fields of these types refer to, the last one
 /// first.
 template <class... Types>
