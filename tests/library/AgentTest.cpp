@@ -67,6 +67,7 @@ TEST_F(AgentTest, failuresBecomeAStatusAndLeaveNothingBehind) {
     platform().onSend = [](auto const&) -> std::int32_t { throw 1; };
     request(1, take);
     EXPECT_EQ(result_, -EIO);
+    EXPECT_EQ(platform().log.back(), errorLine("set_audioCallback", "unknown exception\n"));
     platform().onSend = nullptr;
     request(1, take);
     EXPECT_EQ(result_, 0) << "the lock was released";

@@ -36,14 +36,17 @@ TEST_F(LifecycleTest, factoriesCreateDistinctProxies) {
 
 TEST_F(LifecycleTest, setUpPublishesTheServiceInterface) {
     auto const proxy = create();
-    platform().log.clear();
-    platform().setupDoneResult = 2;
-    platform().registerInterfaceResult = 3;
-    EXPECT_EQ(proxy->performSetupDone(), 0);
-    EXPECT_EQ(platform().service(), proxy.get());
-    EXPECT_THAT(platform().calls,
-                ElementsAre("performSetupDone", "registerInterface tarvo.lm.interfaces.sound"));
-    EXPECT_THAT(platform().log, ElementsAre(called("performSetupDone")));
+    for (std::int32_t const success : {0, 2}) {
+        platform().log.clear();
+        platform().calls.clear();
+        platform().setupDoneResult = success;
+        platform().registerInterfaceResult = success;
+        EXPECT_EQ(proxy->performSetupDone(), 0);
+        EXPECT_EQ(platform().service(), proxy.get());
+        EXPECT_THAT(platform().calls,
+                    ElementsAre("performSetupDone", "registerInterface tarvo.lm.interfaces.sound"));
+        EXPECT_THAT(platform().log, ElementsAre(called("performSetupDone")));
+    }
 }
 
 TEST_F(LifecycleTest, failedSetUpIsReportedAndMayBeTriedAgain) {
@@ -68,10 +71,14 @@ TEST_F(LifecycleTest, failedSetUpIsReportedAndMayBeTriedAgain) {
 
 TEST_F(LifecycleTest, startingAndStoppingPassTheBasesVerdictOn) {
     auto const proxy = create();
-    platform().startingResult = 4;
-    platform().stoppingResult = 5;
-    EXPECT_EQ(proxy->performStarting(), 0);
-    EXPECT_EQ(proxy->performStopping(), 0);
+    for (std::int32_t const success : {0, 4}) {
+        platform().log.clear();
+        platform().startingResult = success;
+        platform().stoppingResult = success;
+        EXPECT_EQ(proxy->performStarting(), 0);
+        EXPECT_EQ(proxy->performStopping(), 0);
+        EXPECT_EQ(platform().log.size(), 2U) << "of the calls alone";
+    }
     platform().log.clear();
     platform().startingResult = -4;
     platform().stoppingResult = -5;

@@ -172,11 +172,13 @@ TEST_F(ReadingTest, aShortBlockIsDeliveredAsItIs) {
     testing::internal::CaptureStdout();
     set_audioCallback(1, restOfBuffer, &restIsZero);
     testing::internal::GetCapturedStdout();
-    service.write(samples(100));
-    EXPECT_EQ(notify(pipe_, 4096), 100);
-    ASSERT_EQ(blocks_.size(), 2U);
-    EXPECT_EQ(blocks_[1].bytes, samples(100));
-    EXPECT_TRUE(restIsZero);
+    for (int const size : {100, 1}) {
+        service.write(samples(static_cast<std::size_t>(size)));
+        EXPECT_EQ(notify(pipe_, 4096), size);
+        EXPECT_EQ(blocks_.back().bytes, samples(static_cast<std::size_t>(size)));
+        EXPECT_TRUE(std::exchange(restIsZero, false));
+    }
+    EXPECT_EQ(blocks_.size(), 3U);
     EXPECT_THAT(platform().log, IsEmpty());
 }
 
