@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -98,32 +99,64 @@ TEST(RecordCodec, SaysWhatCannotBeSent) {
     EXPECT_EQ(encode(text, 0xFFFFFFFF, 20), -EMSGSIZE);
 }
 
-TEST(Datagram, HeaderSurvivesTheWireAndEveryDefectIsFound) {
-    auto const bytes = encodeHeader({Kind::kData, 0x1122334455667788, 0x01020304, 0xFFFFFFFE, 7});
-    Bytes datagram(bytes.begin(), bytes.end());
-    auto const message = encodeMessageHeader({{0xFFFFFFFF, 1, 2, 1}, {{3, 4}}});
-    datagram.insert(datagram.end(), message.begin(), message.end());
-    DatagramHeader header{};
-    auto const check = [&header](std::span<std::uint8_t const> bytesToCheck) {
-        auto const* const wrong = decodeHeader(bytesToCheck, header);
-        return wrong != nullptr ? wrong : checkMessageHeader(bytesToCheck.subspan(kHeaderSize));
-    };
-    ASSERT_EQ(check(datagram), nullptr);
-    EXPECT_EQ(header.session, 0x1122334455667788U);
-    EXPECT_EQ(header.sequence, 0x01020304U);
-    EXPECT_EQ(header.acknowledge, 0xFFFFFFFEU);
-    EXPECT_EQ(header.credit, 7U);
+// The headers of the datagram and of the message in it, written by hand.
+Bytes const kDatagram{'L',  'M',  'Q',  '2',  1,    3,    0,    0,    0x11, 0x12, 0x13, 0x14, 0x15,
+                      0x16, 0x17, 0x18, 0x21, 0x22, 0x23, 0x24, 0x31, 0x32, 0x33, 0x34, 0x41, 0x42,
+                      0x43, 0x44, 0x51, 0x52, 0x53, 0x54, 0x61, 0x62, 0x63, 0x64, 0x71, 0x72, 0x73,
+                      0x74, 1,    0,    0,    0,    0x81, 0x82, 0x83, 0x84, 0x91, 0x92, 0x93, 0x94};
 
-    for (std::size_t size = 0; size < datagram.size(); ++size) {
-        EXPECT_NE(check(std::span(datagram).first(size)), nullptr) << size;
+TEST(Datagram, HeadersHaveTheirBytesBothWays) {
+    auto const message = std::span(kDatagram).subspan(kHeaderSize);
+    DatagramHeader header{};
+    ASSERT_EQ(decodeHeader(kDatagram, header), nullptr);
+    ASSERT_EQ(checkMessageHeader(message), nullptr);
+    auto const first = encodeHeader(header);
+    auto const second = encodeMessageHeader(decodeMessageHeader(message));
+    Bytes both(first.begin(), first.end());
+    both.insert(both.end(), second.begin(), second.end());
+    EXPECT_EQ(both, kDatagram);
+    EXPECT_EQ(header.session, 0x1112131415161718U);
+    EXPECT_EQ(header.sequence, 0x21222324U);
+    EXPECT_EQ(header.acknowledge, 0x31323334U);
+    EXPECT_EQ(header.credit, 0x41424344U);
+    EXPECT_EQ(decodeMessageHeader(message).header.messageId, 0x71727374U);
+    EXPECT_EQ(decodeMessageHeader(message).msgIds.words[1], 0x91929394U);
+}
+
+TEST(Datagram, EveryDefectIsFound) {
+    auto const isWrong = [](std::span<std::uint8_t const> bytes) {
+        DatagramHeader header{};
+        return decodeHeader(bytes, header) != nullptr ||
+               (header.kind == Kind::kData &&
+                checkMessageHeader(bytes.subspan(kHeaderSize)) != nullptr);
+    };
+    for (std::size_t size = 0; size < kDatagram.size(); ++size) {
+        EXPECT_TRUE(isWrong(std::span(kDatagram).first(size))) << size;
     }
-    for (auto const at : std::vector<std::size_t>{0, 4, 5, 6, 7, 40, 41, 42, 43}) {
-        Bytes bad = datagram;
-        bad[at] ^= 0x40;
-        EXPECT_NE(check(bad), nullptr) << at;
+    struct {
+        std::size_t at;
+        Bytes wrong;
+    } const defects[] = {{0, {0}}, {3, {'1'}},     {4, {0, 2}}, {5, {0, 8, 255}}, {6, {1}},
+                         {7, {1}}, {40, {2, 255}}, {41, {1}},   {42, {1}},        {43, {1}}};
+    for (auto const& [at, values] : defects) {
+        for (auto const value : values) {
+            auto bad = kDatagram;
+            bad[at] = value;
+            EXPECT_TRUE(isWrong(bad)) << at;
+        }
     }
-    datagram[5] = static_cast<std::uint8_t>(Kind::kPing);
-    EXPECT_NE(decodeHeader(std::span(datagram).first(kHeaderSize), header), nullptr);
+    auto bad = kDatagram;
+    std::fill_n(bad.begin() + 8, 8, std::uint8_t{0});
+    EXPECT_TRUE(isWrong(bad)) << "session 0";
+    for (auto const kind : {1, 2, 4, 5, 6, 7}) {
+        bad = Bytes(kDatagram.begin(), kDatagram.begin() + kHeaderSize);
+        bad[5] = static_cast<std::uint8_t>(kind);
+        EXPECT_TRUE(isWrong(bad)) << "a number without a message";
+        std::fill_n(bad.begin() + 16, 4, std::uint8_t{0});
+        EXPECT_FALSE(isWrong(bad));
+        bad.push_back(0);
+        EXPECT_TRUE(isWrong(bad)) << "bytes behind the header";
+    }
 }
 
 }  // namespace
