@@ -1,5 +1,6 @@
 #include "PipeFolder.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/inotify.h>
@@ -11,8 +12,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <new>
+#include <memory>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -64,11 +64,7 @@ PipeFolder::PipeFolder(std::string const& serviceAddress) {
 }
 
 PipeFolder::~PipeFolder() {
-    try {
-        clear();
-    } catch (std::bad_alloc const&) {
-        // The next service at the address clears it.
-    }
+    clear();
     ::rmdir(path_.c_str());
     close();
 }
@@ -111,22 +107,32 @@ void PipeFolder::makeAndLock(std::string const& parent, std::string const& name)
 /// the end of the data.
 void PipeFolder::releaseReaders() {
     std::vector<int> writers;
-    std::error_code error;
-    for (auto const& entry : std::filesystem::directory_iterator(path_, error)) {
-        if (!entry.is_fifo(error)) continue;
-        int const writer = ::open(entry.path().c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
-        ::unlink(entry.path().c_str());
+    forEachFile([&](char const* name) {
+        int const writer = ::openat(folder_, name, O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+        ::unlinkat(folder_, name, 0);
         if (writer >= 0) writers.push_back(writer);
-    }
+    });
     if (writers.empty()) return;
     std::this_thread::sleep_for(kOpeningGrace);
     for (int const writer : writers) ::close(writer);
 }
 
 void PipeFolder::clear() {
-    std::error_code error;
-    for (auto const& entry : std::filesystem::directory_iterator(path_, error)) {
-        ::unlink(entry.path().c_str());
+    forEachFile([this](char const* name) { ::unlinkat(folder_, name, 0); });
+}
+
+template <class Action>
+void PipeFolder::forEachFile(Action const& action) const {
+    int const folder = ::openat(folder_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder < 0) return;
+    auto const closeFiles = [](DIR* files) { ::closedir(files); };
+    std::unique_ptr<DIR, decltype(closeFiles)> const files(::fdopendir(folder), closeFiles);
+    if (!files) {
+        ::close(folder);
+        return;
+    }
+    while (auto const* const file = ::readdir(files.get())) {
+        if (file->d_type != DT_DIR) action(file->d_name);
     }
 }
 

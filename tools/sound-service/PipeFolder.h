@@ -34,6 +34,8 @@ public:
 
 private:
     void makeAndLock(std::string const& parent, std::string const& name);
+    template <class Action>
+    void forEachFile(Action const& action) const;
     void releaseReaders();
     void clear();
     void close();
