@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
@@ -21,6 +22,7 @@ protected:
     Capture() {
         unsetenv("LMQR2_UDPHOST");
         unsetenv("AUDVIK_SERVICE");
+        setenv("XDG_RUNTIME_DIR", folder_.file("").c_str(), 1);
     }
 
     void startService() {
@@ -50,15 +52,14 @@ TEST_F(Capture, RecordsExactlyTheDuration) {
 
 TEST_F(Capture, AnAuStreamSaysItsFormat) {
     startService();
-    Program au(words({"--duration", "0.25", "--format", "au", "--rate", "22050"}));
-    Program raw(words({"--duration", "0.25", "--rate", "22050", "--output", folder_.file("raw"),
-                       "--format", "raw"}));
+    Program au(words({"--duration", "0.25", "--format", "au"}));
+    Program raw(words({"--duration", "0.25", "--output", folder_.file("raw"), "--format", "raw"}));
     EXPECT_EQ(au.status(), 0) << au.errors();
     EXPECT_EQ(raw.status(), 0) << raw.errors();
     std::string samples = readFile(folder_.file("raw"));
-    EXPECT_EQ(samples.size(), 11026U);
+    EXPECT_EQ(samples.size(), 24000U);
     for (std::size_t i = 1; i < samples.size(); i += 2) std::swap(samples[i - 1], samples[i]);
-    std::string const header(".snd\0\0\0\x18\xFF\xFF\xFF\xFF\0\0\0\3\0\0\x56\x22\0\0\0\1", 24);
+    std::string const header(".snd\0\0\0\x18\xFF\xFF\xFF\xFF\0\0\0\3\0\0\xBB\x80\0\0\0\1", 24);
     EXPECT_TRUE(au.output() == header + samples);
 }
 
@@ -110,6 +111,43 @@ TEST_F(WavCapture, HoldsTheSamplesThatStandardOutputHas) {
     EXPECT_EQ(file.status(), 0) << file.errors();
     EXPECT_EQ(raw.status(), 0) << raw.errors();
     EXPECT_TRUE(samplesOf(folder_.file("tone.wav")) == raw.output());
+}
+
+TEST_F(WavCapture, HasTheFormatThatTheServicePlays) {
+    service_.emplace(std::vector<std::string>{AUDVIK_SOUND_SERVICE, "--tone", "440", "--rate",
+                                              "22050", "--channels", "1"});
+    ASSERT_TRUE(service_->says("listening on")) << service_->errors();
+    for (std::vector<std::string> const& told : {std::vector<std::string>{}, {"--rate", "44100"}}) {
+        std::vector<std::string> command{AUDVIK_CAPTURE, "--duration", "0.5", "--output",
+                                         folder_.file("tone.wav")};
+        command.insert(command.end(), told.begin(), told.end());
+        Program capture(command);
+        EXPECT_EQ(capture.status(), 0) << capture.errors();
+        std::string const wav = readFile(folder_.file("tone.wav"));
+        EXPECT_EQ(wav.size(), 44U + 22050);
+        EXPECT_EQ(wav.at(22), 1);
+        EXPECT_EQ(littleEndian(wav, 24), 22050U);
+        auto const said = capture.errors().find(
+            "the sound service plays 22050 Hz, 1 channel, not 44100 Hz, 2 channels;");
+        EXPECT_EQ(said != std::string::npos, !told.empty()) << capture.errors();
+    }
+}
+
+TEST_F(Capture, SaysWhenThePaceContradictsTheFormat) {
+    startService();
+    for (auto const& entry : std::filesystem::recursive_directory_iterator(folder_.file(""))) {
+        if (entry.path().filename() == "format") std::filesystem::remove(entry.path());
+    }
+    Program right(words({"--duration", "2.5"}));
+    Program wrong({AUDVIK_CAPTURE, "--rate", "44100", "--duration", "1.5"});
+    EXPECT_EQ(wrong.status(), 0);
+    EXPECT_NE(
+        wrong.errors().find("taken for 44100 Hz, 2 channels, but the pace is that of 48000 Hz, "
+                            "1 channel, or 24000 Hz, 2 channels"),
+        std::string::npos)
+        << wrong.errors();
+    EXPECT_EQ(right.status(), 0);
+    EXPECT_EQ(right.errors().find("pace"), std::string::npos) << right.errors();
 }
 
 TEST_F(WavCapture, LeavesAValidFileEvenWhenItIsKilled) {
@@ -170,7 +208,7 @@ TEST_F(Capture, WaitsForTheServiceAndForItsReturn) {
     Program capture(words({"--wait", "--duration", "2"}));
     EXPECT_TRUE(capture.says("waiting for a sound service")) << capture.errors();
     startService();
-    Program witness({AUDVIK_CAPTURE, "--duration", "0.75"});
+    Program witness({AUDVIK_CAPTURE, "--duration", "1.5"});
     ASSERT_EQ(witness.status(), 0) << witness.errors();
     service_->signal(SIGKILL);
     EXPECT_TRUE(capture.says("has gone")) << capture.errors();

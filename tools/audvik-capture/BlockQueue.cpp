@@ -9,8 +9,12 @@ constexpr std::size_t kCapacity = 4U << 20;
 
 }  // namespace
 
-BlockQueue::BlockQueue(std::uint64_t limit)
-    : queue_(kCapacity), limited_(limit > 0), room_(limit) {}
+BlockQueue::BlockQueue() : queue_(kCapacity) {}
+
+void BlockQueue::limit(std::uint64_t bytes) {
+    limited_ = true;
+    room_ = bytes;
+}
 
 void BlockQueue::push(unsigned char const* data, std::size_t size) {
     if (closed_ || complete_) return;

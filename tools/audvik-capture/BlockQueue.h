@@ -9,8 +9,10 @@
 /// without a lock: the delivery thread never waits for the disk.
 class BlockQueue {
 public:
-    /// @param limit  how many bytes to take in all; 0 for no end
-    explicit BlockQueue(std::uint64_t limit);
+    BlockQueue();
+
+    /// Takes no more than @p bytes in all. Delivery thread, before the first block.
+    void limit(std::uint64_t bytes);
 
     /// Takes a block, as far as the limit allows. A block that finds no room is lost as a whole.
     /// Delivery thread.
@@ -39,9 +41,9 @@ public:
 
 private:
     boost::lockfree::spsc_queue<unsigned char> queue_;
-    bool const limited_;
-    // The next two belong to the delivery thread.
-    std::uint64_t room_;
+    // The next three belong to the delivery thread.
+    bool limited_ = false;
+    std::uint64_t room_ = 0;
     bool delivered_ = false;
     std::atomic<bool> closed_ = false;
     std::atomic<bool> complete_ = false;

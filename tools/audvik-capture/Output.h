@@ -6,15 +6,8 @@
 #include <span>
 #include <string>
 
-/// How samples are laid out: 16 bits each, little-endian, channel by channel.
-struct Format {
-    int rate;
-    int channels;
-
-    std::size_t frameSize() const {
-        return sizeof(std::int16_t) * static_cast<std::size_t>(channels);
-    }
-};
+#include "Options.h"
+#include "stream_format.h"
 
 /// Where the recording goes.
 class Output {
@@ -31,6 +24,12 @@ public:
     virtual void finish() = 0;
 };
 
+/// Begins what the options ask for.
+/// @param standardOutput  the descriptor that stands for it
+/// @throws std::runtime_error when it cannot be created
+std::unique_ptr<Output> makeOutput(Options const& options, tools::StreamFormat const& format,
+                                   int standardOutput);
+
 /// Where bytes go one after the other.
 struct Sink {
     int descriptor;
@@ -42,8 +41,8 @@ std::unique_ptr<Output> makeRawOutput(Sink sink);
 
 /// An AU stream: a header that says rate and channels but no length, so that it can be written
 /// into a pipe, and the samples.
-std::unique_ptr<Output> makeAuOutput(Sink sink, Format const& format);
+std::unique_ptr<Output> makeAuOutput(Sink sink, tools::StreamFormat const& format);
 
 /// A WAV file.
 /// @throws std::runtime_error when it cannot be created
-std::unique_ptr<Output> makeWavOutput(std::string const& path, Format const& format);
+std::unique_ptr<Output> makeWavOutput(std::string const& path, tools::StreamFormat const& format);

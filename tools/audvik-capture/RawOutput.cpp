@@ -39,7 +39,7 @@ private:
 /// Adds big-endian words of 32 bits.
 class AuOutput : public Output {
 public:
-    AuOutput(Sink sink, Format const& format) : output_(std::move(sink)) {
+    AuOutput(Sink sink, tools::StreamFormat const& format) : output_(std::move(sink)) {
         constexpr std::uint32_t kMagic = 0x2E736E64;  // ".snd"
         constexpr std::uint32_t kHeaderSize = 24;
         constexpr std::uint32_t kUnknownLength = 0xFFFFFFFF;
@@ -75,6 +75,6 @@ std::unique_ptr<Output> makeRawOutput(Sink sink) {
     return std::make_unique<RawOutput>(std::move(sink));
 }
 
-std::unique_ptr<Output> makeAuOutput(Sink sink, Format const& format) {
+std::unique_ptr<Output> makeAuOutput(Sink sink, tools::StreamFormat const& format) {
     return std::make_unique<AuOutput>(std::move(sink), format);
 }

@@ -1,17 +1,15 @@
 #include "Recording.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
-#include <system_error>
 #include <thread>
 
+#include "record_json.h"
 #include "service_address.h"
 
 using std::chrono::steady_clock;
@@ -32,21 +30,21 @@ void stopRecording() {
     stopping = true;
 }
 
-Recording::Recording(Options const& options, BlockQueue& queue, int rawOutput)
+Recording::Recording(Options const& options, Intake& intake, int rawOutput)
     : options_(options),
-      queue_(queue),
+      intake_(intake),
+      queue_(intake.queue()),
+      format_(options.format),
       rawOutput_(rawOutput),
-      service_(queue, options.debugLevel),
-      meter_(static_cast<std::size_t>(options.format.channels), options.format.rate),
-      showsLevels_(isatty(STDERR_FILENO) != 0),
-      buffer_((64U << 10) / options.format.frameSize() * options.format.frameSize()) {}
+      service_(intake, options.debugLevel),
+      showsLevels_(isatty(STDERR_FILENO) != 0) {}
 
 bool Recording::run() {
     bool succeeded = false;
     try {
         succeeded = record();
     } catch (std::exception const& error) {
-        std::fprintf(stderr, "%saudvik-capture: %s\n", showsLevels_ ? "\n" : "", error.what());
+        say(error.what());
     }
     if (output_ != nullptr) printSummary();
     return succeeded;
@@ -54,14 +52,13 @@ bool Recording::run() {
 
 bool Recording::record() {
     if (!waitForService()) return stopping;
-    // Not before there is a service: a recording that cannot begin must not cost an earlier one.
-    output_ = makeOutput();
     soundHeard_ = steady_clock::now();
     bool present = true;
     while (present && !stopping && !isIdle()) {
         bool const complete = queue_.complete();
-        bool const moved = moveSamples();
+        bool const moved = hasBegun() && moveSamples();
         showLevels();
+        if (auto const news = formatWatch_ ? formatWatch_->news() : std::nullopt) say(*news);
         if (moved) continue;
         if (complete) break;
         present = checkService();
@@ -69,30 +66,40 @@ bool Recording::record() {
     }
     queue_.close();
     if (!serviceGone_) service_.disable();
+    if (!hasBegun()) begin();  // with a recording of nothing
     drain();
     output_->finish();
     return present;
 }
 
-std::unique_ptr<Output> Recording::makeOutput() const {
-    std::string const& path = options_.output;
-    if (options_.container == "wav") return makeWavOutput(path, options_.format);
-    Sink sink{rawOutput_, "standard output"};
-    if (path != "-") {
-        sink = {open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666), path};
-        if (sink.descriptor < 0) {
-            throw std::system_error(errno, std::generic_category(), "cannot create " + path);
-        }
+/// Not before there is sound: only then its format is known, and a recording that cannot begin must
+/// not cost an earlier one.
+bool Recording::hasBegun() {
+    if (output_ == nullptr && intake_.hasBegun()) {
+        format_ = intake_.format();
+        begin();
+        formatWatch_.emplace(options_, intake_);
     }
-    return options_.container == "au" ? makeAuOutput(sink, options_.format) : makeRawOutput(sink);
+    return output_ != nullptr;
+}
+
+void Recording::begin() {
+    constexpr std::size_t kBufferSize = 64U << 10;
+    buffer_.resize(kBufferSize / format_.frameSize() * format_.frameSize());
+    meter_.emplace(static_cast<std::size_t>(format_.channels), format_.rate);
+    output_ = makeOutput(options_, format_, rawOutput_);
+}
+
+/// On a line of its own.
+void Recording::say(std::string const& what) const {
+    std::fprintf(stderr, "%saudvik-capture: %s\n", showsLevels_ ? "\n" : "", what.c_str());
 }
 
 /// Says so when there has been no sound for as long as the user wants to wait.
 bool Recording::isIdle() const {
     std::chrono::duration<double> const silence = steady_clock::now() - soundHeard_;
     if (options_.idle == 0 || silence.count() < options_.idle) return false;
-    std::fprintf(stderr, "%saudvik-capture: nothing has come for %g s\n", showsLevels_ ? "\n" : "",
-                 options_.idle);
+    say("nothing has come for " + tools::toText(options_.idle) + " s");
     return true;
 }
 
@@ -134,9 +141,8 @@ bool Recording::checkService() {
     if (now - heard_ < kSilence) return true;
     bool const present = service_.enable();
     if (present == serviceGone_) {
-        std::fprintf(stderr, "%saudvik-capture: the sound service at %s %s\n",
-                     showsLevels_ ? "\n" : "", tools::serviceAddress().c_str(),
-                     present ? "is back" : "has gone");
+        say("the sound service at " + tools::serviceAddress() +
+            (present ? " is back" : " has gone"));
     }
     serviceGone_ = !present;
     heard_ = steady_clock::now();
@@ -149,9 +155,9 @@ bool Recording::moveSamples() {
     std::size_t const count = queue_.pop(buffer_.data() + held_, buffer_.size() - held_);
     if (count == 0) return false;
     std::size_t const size = held_ + count;
-    held_ = size % options_.format.frameSize();
+    held_ = size % format_.frameSize();
     std::span const frames(buffer_.data(), size - held_);
-    if (showsLevels_) meter_.add(frames);
+    if (showsLevels_) meter_->add(frames);
     write(frames);
     std::memmove(buffer_.data(), buffer_.data() + frames.size(), held_);
     soundHeard_ = steady_clock::now();
@@ -179,19 +185,18 @@ void Recording::drain() {
 
 void Recording::showLevels() {
     auto const now = steady_clock::now();
-    if (!showsLevels_ || now - shown_ < kShowLevelsEvery) return;
+    if (!showsLevels_ || !meter_ || now - shown_ < kShowLevelsEvery) return;
     shown_ = now;
     constexpr std::size_t kTerminalWidth = 79;
     std::string text = std::to_string(seconds());
     text.resize(text.find_first_of(".,") + 2);
-    text += " s" + meter_.line();
+    text += " s" + meter_->line();
     text.resize(std::min(text.size(), kTerminalWidth));
     std::fprintf(stderr, "\r%s\x1b[K", text.c_str());
 }
 
 double Recording::seconds() const {
-    return static_cast<double>(bytes_) /
-           (static_cast<double>(options_.format.frameSize()) * options_.format.rate);
+    return static_cast<double>(bytes_) / (static_cast<double>(format_.frameSize()) * format_.rate);
 }
 
 void Recording::printSummary() const {

@@ -2,9 +2,11 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <vector>
 
-#include "BlockQueue.h"
+#include "FormatWatch.h"
+#include "Intake.h"
 #include "LevelMeter.h"
 #include "Options.h"
 #include "Output.h"
@@ -13,9 +15,9 @@
 /// One recording, from the first request for sound to the closing line on standard error.
 class Recording {
 public:
-    /// @param queue      stays until the process ends
+    /// @param intake     stays until the process ends
     /// @param rawOutput  where raw samples go
-    Recording(Options const& options, BlockQueue& queue, int rawOutput);
+    Recording(Options const& options, Intake& intake, int rawOutput);
 
     /// Records until the duration is over, stopRecording() is called, the recording cannot be
     /// written, or the service is gone and not to be waited for; says what has been recorded.
@@ -24,7 +26,9 @@ public:
 
 private:
     bool record();
-    std::unique_ptr<Output> makeOutput() const;
+    bool hasBegun();
+    void begin();
+    void say(std::string const& what) const;
     bool isIdle() const;
     bool waitForService();
     bool checkService();
@@ -36,11 +40,14 @@ private:
     void printSummary() const;
 
     Options const& options_;
+    Intake& intake_;
     BlockQueue& queue_;
+    tools::StreamFormat format_;
     int const rawOutput_;
     ServiceConnection service_;
     std::unique_ptr<Output> output_;
-    LevelMeter meter_;
+    std::optional<LevelMeter> meter_;
+    std::optional<FormatWatch> formatWatch_;
     bool const showsLevels_;
     std::chrono::steady_clock::time_point shown_;
     std::chrono::steady_clock::time_point heard_;  ///< of the service

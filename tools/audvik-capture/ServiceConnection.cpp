@@ -9,31 +9,31 @@
 
 namespace {
 
-void takeBlock(unsigned char const* data, std::int32_t size, void* queue) {
-    static_cast<BlockQueue*>(queue)->push(data, static_cast<std::size_t>(size));
+void takeBlock(unsigned char const* data, std::int32_t size, void* intake) {
+    static_cast<Intake*>(intake)->hold(data, static_cast<std::size_t>(size));
 }
 
 /// Hears of every block after the agent has dealt with it, having registered behind it.
-class AnnouncementCounter : public sound::ClientInterfaceListener {
+class AnnouncementListener : public sound::ClientInterfaceListener {
 public:
-    explicit AnnouncementCounter(BlockQueue& queue)
-        : ClientInterfaceListener(nullptr, 0, 0), queue_(queue) {}
+    explicit AnnouncementListener(Intake& intake)
+        : ClientInterfaceListener(nullptr, 0, 0), intake_(intake) {}
 
     std::int32_t onAudioDataNotify(frame::MsgIds& /*msgIds*/,
                                    frame::TransportInfo const& /*transportInfo*/,
-                                   std::string const& /*path*/, std::uint32_t /*length*/) override {
-        queue_.countAnnounced();
+                                   std::string const& path, std::uint32_t /*length*/) override {
+        intake_.announce(path);
         return 0;
     }
 
 private:
-    BlockQueue& queue_;
+    Intake& intake_;
 };
 
 }  // namespace
 
-ServiceConnection::ServiceConnection(BlockQueue& queue, std::string const& debugLevel)
-    : queue_(queue) {
+ServiceConnection::ServiceConnection(Intake& intake, std::string const& debugLevel)
+    : intake_(intake) {
     std::string program = "audvik-capture";
     std::string level = "--debug-level=" + debugLevel;
     std::array<char*, 3> words{program.data(), level.data(), nullptr};
@@ -42,7 +42,7 @@ ServiceConnection::ServiceConnection(BlockQueue& queue, std::string const& debug
         throw std::runtime_error(std::string("the audio agent does not start: ") +
                                  std::strerror(-started));
     }
-    listener_ = boost::make_shared<AnnouncementCounter>(queue);
+    listener_ = boost::make_shared<AnnouncementListener>(intake);
     listener_->setSelfReference(listener_);
     std::int32_t const registered = listener_->init();
     if (registered < 0) {
@@ -50,7 +50,7 @@ ServiceConnection::ServiceConnection(BlockQueue& queue, std::string const& debug
                                  std::strerror(-registered));
     }
     // Its result does not tell whether there is a service: enable() does.
-    set_audioCallback(1, &takeBlock, &queue_);
+    set_audioCallback(1, &takeBlock, &intake_);
 }
 
 bool ServiceConnection::enable() {
@@ -60,5 +60,5 @@ bool ServiceConnection::enable() {
 }
 
 void ServiceConnection::disable() {
-    set_audioCallback(0, &takeBlock, &queue_);
+    set_audioCallback(0, &takeBlock, &intake_);
 }

@@ -3,15 +3,15 @@
 #include <boost/shared_ptr.hpp>
 #include <string>
 
-#include "BlockQueue.h"
+#include "Intake.h"
 #include "sound/ClientInterfaceListener.h"
 
 /// The agent in this process, as the recording's way to the sound service.
 class ServiceConnection {
 public:
-    /// Starts the agent. Blocks go to @p queue, which must stay until the process ends.
+    /// Starts the agent. Blocks go to @p intake, which must stay until the process ends.
     /// @throws std::runtime_error when it does not start
-    ServiceConnection(BlockQueue& queue, std::string const& debugLevel);
+    ServiceConnection(Intake& intake, std::string const& debugLevel);
 
     /// Asks the service for sound; changes nothing when it is sending already.
     /// @return false when there is no service
@@ -21,6 +21,6 @@ public:
     void disable();
 
 private:
-    BlockQueue& queue_;
+    Intake& intake_;
     boost::shared_ptr<sound::ClientInterfaceListener> listener_;
 };

@@ -8,7 +8,8 @@ namespace {
 
 class WavOutput : public Output {
 public:
-    WavOutput(std::string path, Format const& format) : path_(std::move(path)), format_(format) {
+    WavOutput(std::string path, tools::StreamFormat const& format)
+        : path_(std::move(path)), format_(format) {
         SF_INFO info{};
         info.samplerate = format.rate;
         info.channels = format.channels;
@@ -44,12 +45,12 @@ private:
     }
 
     std::string path_;
-    Format format_;
+    tools::StreamFormat format_;
     SNDFILE* file_;
 };
 
 }  // namespace
 
-std::unique_ptr<Output> makeWavOutput(std::string const& path, Format const& format) {
+std::unique_ptr<Output> makeWavOutput(std::string const& path, tools::StreamFormat const& format) {
     return std::make_unique<WavOutput>(path, format);
 }

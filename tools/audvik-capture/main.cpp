@@ -1,13 +1,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 
-#include "BlockQueue.h"
+#include "Intake.h"
 #include "Options.h"
 #include "Recording.h"
 
@@ -34,11 +33,6 @@ void handleStopSignals() {
     std::signal(SIGXFSZ, SIG_IGN);
 }
 
-std::uint64_t byteLimit(Options const& options) {
-    return static_cast<std::uint64_t>(std::llround(options.duration * options.format.rate)) *
-           options.format.frameSize();
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -46,7 +40,7 @@ int main(int argc, char** argv) {
     int const rawOutput = claimStandardOutput();
     handleStopSignals();
     // Never destroyed: the delivery thread may use it up to the last moment of the process.
-    static BlockQueue& queue = *new BlockQueue(byteLimit(options));
+    static Intake& intake = *new Intake(options.format, options.duration);
     try {
         // Signals are for this thread, not for those of the platform.
         sigset_t stopSignals;
@@ -55,7 +49,7 @@ int main(int argc, char** argv) {
         sigaddset(&stopSignals, SIGINT);
         sigaddset(&stopSignals, SIGTERM);
         pthread_sigmask(SIG_BLOCK, &stopSignals, &before);
-        Recording recording(options, queue, rawOutput);
+        Recording recording(options, intake, rawOutput);
         pthread_sigmask(SIG_SETMASK, &before, nullptr);
         return recording.run() ? EXIT_SUCCESS : EXIT_FAILURE;
     } catch (std::exception const& error) {

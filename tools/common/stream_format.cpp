@@ -83,11 +83,12 @@ std::optional<StreamFormat> readStreamFormat(std::string const& pipe) {
 
 void PaceCheck::add(std::size_t size, Clock::time_point time) {
     using namespace std::chrono_literals;
-    constexpr auto kWindow = 2s;
+    constexpr auto kWindow = 1s;
     constexpr auto kPause = 1500ms;  // longer than the largest block of the slowest sound
     if (lastBlock_ == 0 || time - last_ > kPause) {
         first_ = time;
         bytes_ = 0;
+        pace_ = {};
     } else {
         bytes_ += lastBlock_;
     }
@@ -95,16 +96,22 @@ void PaceCheck::add(std::size_t size, Clock::time_point time) {
     lastBlock_ = size;
     std::chrono::duration<double> const elapsed = time - first_;
     if (elapsed < kWindow) return;
-    bytesPerSecond_ = static_cast<double>(bytes_) / elapsed.count();
+    pace_ = {static_cast<double>(bytes_) / elapsed.count(), pace_[0]};
     first_ = time;
     bytes_ = 0;
 }
 
-std::optional<std::string> contradiction(StreamFormat const& format, double bytesPerSecond) {
+std::optional<std::string> PaceCheck::contradiction(StreamFormat const& format) const {
     constexpr double kTolerance = 0.03;
-    if (std::abs(bytesPerSecond / format.bytesPerSecond() - 1) <= kTolerance) return std::nullopt;
-    StreamFormat mono{likelyRate(bytesPerSecond / 2), 1};
-    StreamFormat stereo{likelyRate(bytesPerSecond / 4), 2};
+    if (pace_[1] == 0) return std::nullopt;
+    auto const [slower, faster] = std::minmax(pace_[0], pace_[1]);
+    double const expected = format.bytesPerSecond();
+    if (slower < expected * (1 + kTolerance) && faster > expected * (1 - kTolerance)) {
+        return std::nullopt;
+    }
+    double const pace = (slower + faster) / 2;
+    StreamFormat const mono{likelyRate(pace / 2), 1};
+    StreamFormat const stereo{likelyRate(pace / 4), 2};
     return "the pace is that of " + mono.text() + ", or " + stereo.text();
 }
 

@@ -4,6 +4,7 @@
 /// who is wrong about it.
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -47,19 +48,19 @@ public:
     /// Takes a block that has come at @p time.
     void add(std::size_t size, Clock::time_point time);
 
-    /// The pace in bytes per second; 0 until blocks have come for two seconds.
-    double bytesPerSecond() const { return bytesPerSecond_; }
+    /// @return nothing when the pace of the last two seconds is that of the format, to 3 %, or not
+    ///         known; or else what it says instead:
+    ///         "the pace is that of 22050 Hz, 1 channel, or 11025 Hz, 2 channels"
+    std::optional<std::string> contradiction(StreamFormat const& format) const;
 
 private:
     Clock::time_point first_;
     Clock::time_point last_;
     std::size_t bytes_ = 0;      ///< that came from first_ on, the last block left out
     std::size_t lastBlock_ = 0;  ///< 0 before the first
-    double bytesPerSecond_ = 0;
+    /// In bytes per second, of the last second and of the one before. A block that was held up
+    /// between them makes one of them slow and the other fast.
+    std::array<double, 2> pace_{};
 };
-
-/// @return nothing when the pace is that of the format, to 3 %; or else what it says instead:
-///         "the pace is that of 22050 Hz, 1 channel, or 11025 Hz, 2 channels"
-std::optional<std::string> contradiction(StreamFormat const& format, double bytesPerSecond);
 
 }  // namespace tools
