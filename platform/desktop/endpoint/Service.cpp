@@ -1,5 +1,7 @@
 #include "desktop/Service.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <condition_variable>
@@ -199,6 +201,12 @@ auto Service::Impl::admit(DatagramHeader const& hello, Address const& from, Time
         return clients_.end();
     }
     logLine(kFrameInfo, "%s has registered", from.text().data());
+    if (user && *user != geteuid() && *user != 0) {
+        logLine(kFrameWarning,
+                "%s belongs to user %u: it can send commands and hear, but not read what user %u "
+                "writes into pipes; run both as the same user",
+                from.text().data(), unsigned{*user}, unsigned{geteuid()});
+    }
     clients_.push_back({from,
                         transportInfo(from, hello.session),
                         user,
