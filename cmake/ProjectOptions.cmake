@@ -28,6 +28,12 @@ endif()
 # Of the C library's checks the library itself has none: what it asks of the C library is fixed.
 set(AUDVIK_FORTIFY -D_FORTIFY_SOURCE=3)
 
+# The log names source files by their base names: no path of the machine that built it is needed.
+add_compile_options(-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+
+# For code that waits for others, and whose size costs more than its time.
+set(AUDVIK_SMALL $<$<NOT:$<CONFIG:Debug>>:-Os>)
+
 option(AUDVIK_WERROR "Treat warnings as errors" OFF)
 if(AUDVIK_WERROR)
   add_compile_options(-Werror)

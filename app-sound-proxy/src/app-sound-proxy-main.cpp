@@ -45,10 +45,10 @@ bool packArgument(unsigned char* record, void const* argument) {
 }
 
 template <MessageId kId, auto kOperation>
-void deliver(ClientInterface& client, frame::TransportInfo const& transportInfo,
-             void const* record) {
+void deliver(ClientInterface& client, frame::MsgIds& msgIds,
+             frame::TransportInfo const& transportInfo, void const* record) {
     Message<kId>::Record::unpack(record, [&](auto const&... arguments) {
-        (client.*kOperation)(frame::MsgIds::none, transportInfo, arguments...);
+        (client.*kOperation)(msgIds, transportInfo, arguments...);
     });
 }
 
@@ -80,8 +80,8 @@ struct Proxy::Command {
 struct Proxy::Notification {
     char const* receiver;
     /// Calls a client's operation with the arguments in a record.
-    void (*deliver)(ClientInterface& client, frame::TransportInfo const& transportInfo,
-                    void const* record);
+    void (*deliver)(ClientInterface& client, frame::MsgIds& msgIds,
+                    frame::TransportInfo const& transportInfo, void const* record);
 };
 
 Proxy::Proxy() : AbstractMarshallingImpl(kDefaultCoupling) {
@@ -179,10 +179,9 @@ std::int32_t Proxy::removeClient(boost::shared_ptr<ClientInterface> client) {
 
 Proxy::Clients Proxy::copyClients() {
     ltGuard const guard(mutex());
-    // Room first: a vector's own copying asks for a function that a set's older C++ runtime lacks.
-    Clients copy;
-    copy.reserve(clients_.size());
-    for (auto const& client : clients_) copy.push_back(client);
+    // A vector's own copying asks for a function that a set's older C++ runtime lacks.
+    Clients copy(clients_.size());
+    std::copy(clients_.begin(), clients_.end(), copy.begin());
     return copy;
 }
 
@@ -207,7 +206,7 @@ std::int32_t Proxy::receive(Notification const& notification,
                             void* context) {
     traceCall(notification.receiver);
     for (auto const& client : static_cast<Proxy*>(context)->copyClients()) {
-        notification.deliver(*client, transportInfo, record);
+        notification.deliver(*client, frame::MsgIds::none, transportInfo, record);
     }
     return 0;
 }

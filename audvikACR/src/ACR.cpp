@@ -84,12 +84,9 @@ std::int32_t readDataFromPipe(std::string const& path, std::uint32_t length) {
     return result;
 }
 
-/// Runs what a C function does, turning exceptions into a status. That its thread is ended is none.
-template <class Function>
-std::int32_t statusOf(char const* name, Function const& function) {
+/// Turns the exception that is being handled into a status.
+std::int32_t statusOfException(char const* name) {
     try {
-        return function();
-    } catch (abi::__forced_unwind const&) {
         throw;
     } catch (std::bad_alloc const&) {
         AUDVIK_DEBUG_LINE(kCspDebugError, name, "out of memory\n");
@@ -100,6 +97,18 @@ std::int32_t statusOf(char const* name, Function const& function) {
     } catch (...) {
         AUDVIK_DEBUG_LINE(kCspDebugError, name, "unknown exception\n");
         return -EIO;
+    }
+}
+
+/// Runs what a C function does, turning exceptions into a status. That its thread is ended is none.
+template <class Function>
+std::int32_t statusOf(char const* name, Function const& function) {
+    try {
+        return function();
+    } catch (abi::__forced_unwind const&) {
+        throw;
+    } catch (...) {
+        return statusOfException(name);
     }
 }
 

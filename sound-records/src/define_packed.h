@@ -10,8 +10,8 @@
     _##NAME##_struct::_##NAME##_struct() {                                                \
         packing::writeDefaults<NAME>(bytes_.data());                                      \
     }                                                                                     \
-    _##NAME##_struct::_##NAME##_struct(NAME const& plain) : _##NAME##_struct() {          \
-        *this = plain;                                                                    \
+    _##NAME##_struct::_##NAME##_struct(NAME const& plain) {                               \
+        *this = plain; /* which writes every byte */                                      \
     }                                                                                     \
     _##NAME##_struct& _##NAME##_struct::operator=(NAME const& plain) {                    \
         packing::packMembers(bytes_.data(), plain);                                       \

@@ -1,5 +1,7 @@
 // The agent's C functions. The agent's state lives as long as the process: CTest gives each test
 // its own.
+#include <pthread.h>
+
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -68,6 +70,9 @@ TEST_F(AgentTest, failuresBecomeAStatusAndLeaveNothingBehind) {
     request(1, take);
     EXPECT_EQ(result_, -EIO);
     EXPECT_EQ(platform().log.back(), errorLine("set_audioCallback", "unknown exception\n"));
+    platform().onSend = [](auto const&) -> std::int32_t { pthread_exit(nullptr); };
+    std::thread([this] { request(1, take); }).join();
+    testing::internal::GetCapturedStdout();
     platform().onSend = nullptr;
     request(1, take);
     EXPECT_EQ(result_, 0) << "the lock was released";

@@ -151,14 +151,11 @@ void unpackMembers(unsigned char const* packed, Plain& plain);
 
 /// Packs a string as a reference to a `malloc`ed copy, whose owner the caller becomes.
 /// @return false, with nothing stored, when there is no memory for the copy
-inline bool packString(unsigned char* packed, std::string const& text) noexcept {
-    auto* const copy = static_cast<char*>(std::malloc(text.size() + 1));
-    if (copy == nullptr) return false;
-    std::memcpy(copy, text.c_str(), text.size() + 1);
-    cspDeserString_t const reference{static_cast<std::uint32_t>(text.size()), copy};
-    std::memcpy(packed, &reference, sizeof reference);
-    return true;
-}
+bool packString(unsigned char* packed, std::string const& text) noexcept;
+
+/// Reads the string that a reference speaks of; empty without characters.
+/// @throws std::bad_alloc
+void unpackString(unsigned char const* packed, std::string& plain);
 
 /// Packs one field.
 /// @throws std::bad_alloc when there is no memory for a string's copy
@@ -195,13 +192,7 @@ void unpack(unsigned char const* packed, Type& plain) {
             packed += packedWidth<typename Type::value_type>();
         }
     } else if constexpr (std::is_same_v<Type, std::string>) {
-        cspDeserString_t reference;
-        std::memcpy(&reference, packed, sizeof reference);
-        if (reference.characters == nullptr) {
-            plain.clear();
-        } else {
-            plain.assign(reference.characters, reference.length);
-        }
+        unpackString(packed, plain);
     } else {
         std::uint32_t word;
         std::memcpy(&word, packed, sizeof word);
