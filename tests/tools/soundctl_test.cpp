@@ -357,6 +357,57 @@ TEST_F(Soundctl, StateIsTheLastThatWasHeard) {
     EXPECT_NE(missing.errors.find("no onVolumeInfoNotify came"), std::string::npos);
 }
 
+TEST_F(Soundctl, NamesOfFieldsAreTakenAndShownAndTheirRangesHold) {
+    setenv("AUDVIK_NAMES", AUDVIK_EXAMPLES "/names.json", 1);
+    startService();
+    auto const sent = run({"send", "cmdVolumeSet", "1", "100", "--expect", "onVolumeInfoNotify"});
+    EXPECT_EQ(sent.output, "onVolumeInfoNotify field1=1 volume=100 field3=0 field4=0\n");
+    for (std::string const name : {"volume", "field2"}) {
+        auto const answer = run({"send", "cmdVolumeSet", "--json", "{\"" + name + "\": 42}",
+                                 "--expect", "onVolumeInfoNotify"});
+        EXPECT_EQ(Json::parse(answer.output)["arguments"]["field2"], 42) << answer.errors;
+    }
+    for (std::vector<std::string> const& arguments :
+         {std::vector<std::string>{"1", "101"}, {"--json", R"({"volume": 101})"}}) {
+        std::vector<std::string> words{"send", "cmdVolumeSet"};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        auto const refused = run(words);
+        EXPECT_EQ(refused.status, 2);
+        EXPECT_NE(refused.errors.find("is not a uint32 from 0 to 100"), std::string::npos)
+            << refused.errors;
+    }
+    EXPECT_NE(run({"list", "cmdVol"}).output.find("field2 volume, from 0 to 100, in %"),
+              std::string::npos);
+    Json const field =
+        Json::parse(run({"list", "--json", "cmdVol"}).output)["commands"][0]["fields"][1];
+    EXPECT_EQ(field, Json::parse(R"({"name": "field2", "title": "volume", "type": "uint32",
+                                     "least": 0, "most": 100, "unit": "%"})"));
+    unsetenv("AUDVIK_NAMES");
+}
+
+TEST_F(Soundctl, AWrongNamesFileIsRefused) {
+    std::string const file = folder_.file("names.json");
+    EXPECT_EQ(run({"--names", file, "list"}).status, 2);
+    std::string const record = "{\"soundBalanceInfo_t\": ";
+    for (auto const& [text, message] : std::vector<std::pair<std::string, std::string>>{
+             {R"({"soundBalance_t": {}})", "did you mean soundBalanceInfo_t?"},
+             {record + R"({"field3": {"name": "x"}}})", "field3: there is no such field"},
+             {record + R"({"field1": "x"}})", "expected is an object like"},
+             {record + R"({"field1": {"name": "field2"}}})", "a name has letters"},
+             {record + R"({"field1": {"name": "a b"}}})", "a name has letters"},
+             {record + R"({"field1": {"name": "x"}, "field2": {"name": "x"}}})", "another field"},
+             {record + R"({"field1": {"name": "x", "least": -1}}})", "no range of a uint32"},
+             {record + R"({"field1": {"name": "x", "least": 2, "most": 1}}})", "no range"},
+             {record + R"({"field1": {"name": "x", "most": 1e9}}})", "most is no whole number"},
+             {record + R"({"field1": {"name": "x", "max": 1}}})", "max is none of"}}) {
+        writeFile(file, text);
+        auto const refused = run({"--names", file, "list"});
+        EXPECT_EQ(refused.status, 2) << text;
+        EXPECT_EQ(refused.errors.find("soundctl: " + file + ": "), 0U) << refused.errors;
+        EXPECT_NE(refused.errors.find(message), std::string::npos) << refused.errors;
+    }
+}
+
 TEST_F(Soundctl, EndlessInputIsRefused) {
     Program service({AUDVIK_SOUND_SERVICE, "--state", "/dev/zero"});
     EXPECT_EQ(service.status(), 1);

@@ -1,6 +1,7 @@
 #include "fields.h"
 
 #include <cstring>
+#include <utility>
 
 namespace tools {
 
@@ -34,20 +35,38 @@ void visit(std::string const& path, Field const& field,
     auto const inner = membersOf(field);
     for (std::size_t i = 0; i < inner.size(); ++i) {
         bool const isRecord = field.type->kind == Kind::kRecord;
-        visit(isRecord ? memberPath(path, i) : elementPath(path, i), inner[i], visitor);
+        visit(isRecord ? memberPath(path, inner[i].note, i) : elementPath(path, i), inner[i],
+              visitor);
     }
 }
 
+FieldNotes& allNotes() {
+    static FieldNotes notes;
+    return notes;
+}
+
 }  // namespace
+
+void setFieldNotes(FieldNotes notes) {
+    allNotes() = std::move(notes);
+}
+
+FieldNote const* noteOf(std::string_view record, std::size_t index) {
+    auto const ofRecord = allNotes().find(record);
+    if (ofRecord == allNotes().end()) return nullptr;
+    auto const found = ofRecord->second.find(index);
+    return found == ofRecord->second.end() ? nullptr : &found->second;
+}
 
 Fields membersOf(Field const& field) {
     auto* const base = static_cast<unsigned char*>(field.address);
     Fields fields;
     for (auto const& member : field.type->members) {
-        fields.push_back({member.type, base + member.offset});
+        fields.push_back(
+            {member.type, base + member.offset, noteOf(field.type->name, fields.size())});
     }
     for (std::size_t i = 0; i < field.type->count; ++i) {
-        fields.push_back({field.type->element, base + i * field.type->element->size});
+        fields.push_back({field.type->element, base + i * field.type->element->size, field.note});
     }
     return fields;
 }
@@ -85,8 +104,12 @@ std::string fieldName(std::size_t index) {
     return "field" + std::to_string(index + 1);
 }
 
-std::string memberPath(std::string const& record, std::size_t index) {
-    return record.empty() ? fieldName(index) : record + '.' + fieldName(index);
+std::string shownName(FieldNote const* note, std::size_t index) {
+    return note != nullptr ? note->name : fieldName(index);
+}
+
+std::string memberPath(std::string const& record, FieldNote const* note, std::size_t index) {
+    return (record.empty() ? "" : record + '.') + shownName(note, index);
 }
 
 std::string elementPath(std::string const& array, std::size_t index) {
@@ -120,16 +143,22 @@ std::string describe(std::span<FieldType const* const> types) {
     return text;
 }
 
-std::string acceptedValues(FieldType const& scalar) {
-    if (scalar.kind == Kind::kString) return "a string";
-    if (scalar.kind == Kind::kBool) return "a bool, true or false";
-    return (isSigned(scalar) ? "an " : "a ") + typeName(scalar) + " from " +
-           std::to_string(scalar.least) + " to " + std::to_string(scalar.most);
+Range rangeOf(FieldType const& integer, FieldNote const* note) {
+    return note != nullptr && note->range ? *note->range : Range{integer.least, integer.most};
+}
+
+std::string acceptedValues(Field const& scalar) {
+    if (scalar.type->kind == Kind::kString) return "a string";
+    if (scalar.type->kind == Kind::kBool) return "a bool, true or false";
+    auto const [least, most] = rangeOf(*scalar.type, scalar.note);
+    return (isSigned(*scalar.type) ? "an " : "a ") + typeName(*scalar.type) + " from " +
+           std::to_string(least) + " to " + std::to_string(most);
 }
 
 void visitScalars(Fields const& fields,
                   std::function<void(std::string const&, Field const&)> const& visitor) {
-    for (std::size_t i = 0; i < fields.size(); ++i) visit(fieldName(i), fields[i], visitor);
+    for (std::size_t i = 0; i < fields.size(); ++i)
+        visit(shownName(fields[i].note, i), fields[i], visitor);
 }
 
 }  // namespace tools

@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <map>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -48,10 +50,32 @@ struct FieldType {
     std::span<Member const> members = {};
 };
 
+struct Range {
+    std::int64_t least;
+    std::int64_t most;
+};
+
+/// What a user's names file says of a field.
+struct FieldNote {
+    std::string name;
+    std::string unit;
+    std::optional<Range> range;  ///< of an integer, or of an array's elements
+};
+
+using RecordNotes = std::map<std::size_t, FieldNote>;                ///< by a member's index
+using FieldNotes = std::map<std::string, RecordNotes, std::less<>>;  ///< by a record's name
+
+/// Takes effect for all fields. Once, before there are threads.
+void setFieldNotes(FieldNotes notes);
+
+/// @return null when there is none
+FieldNote const* noteOf(std::string_view record, std::size_t index);
+
 /// A field in memory. What only reads fields takes those of constant values, too.
 struct Field {
     FieldType const* type;
     void* address;
+    FieldNote const* note = nullptr;
 };
 
 using Fields = std::vector<Field>;
@@ -129,8 +153,11 @@ void setInteger(Field const& field, std::int64_t value);
 /// The name of a field by its index.
 std::string fieldName(std::size_t index);
 
-/// The name of a field inside another: "field46.field1", or "field1" at the top.
-std::string memberPath(std::string const& record, std::size_t index);
+/// The name to show for it: the user's, if there is one.
+std::string shownName(FieldNote const* note, std::size_t index);
+
+/// The name to show for a field inside another: "field46.field1", or "field1" at the top.
+std::string memberPath(std::string const& record, FieldNote const* note, std::size_t index);
 std::string elementPath(std::string const& array, std::size_t index);
 
 /// A type as a user reads it: "uint8", "string", "int32[20]", "{field1-field3 uint32}".
@@ -139,8 +166,11 @@ std::string typeName(FieldType const& type);
 /// Names and types of consecutive fields, with one entry for neighbours of the same type.
 std::string describe(std::span<FieldType const* const> types);
 
+/// What an integer takes: its type's range, or the narrower one that the user has given.
+Range rangeOf(FieldType const& integer, FieldNote const* note);
+
 /// What a scalar accepts: "a uint8 from 0 to 255".
-std::string acceptedValues(FieldType const& scalar);
+std::string acceptedValues(Field const& scalar);
 
 /// Calls @p visit(path, scalar) for each scalar, inside records and arrays too, in order.
 void visitScalars(Fields const& fields,

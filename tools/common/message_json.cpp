@@ -11,19 +11,23 @@ namespace {
 
 using Kind = FieldType::Kind;
 
-Json describeFields(std::span<FieldType const* const> types);
+Json describeFields(std::string_view record, std::span<FieldType const* const> types);
 
-Json describe(FieldType const& type) {
+Json describe(FieldType const& type, FieldNote const* note) {
     switch (type.kind) {
         case Kind::kRecord: {
             Json record{{"type", "record"}, {"record", type.name}};
-            record["fields"] = describeFields(memberTypes(type));
+            record["fields"] = describeFields(type.name, memberTypes(type));
             return record;
         }
         case Kind::kArray:
-            return {{"type", "array"}, {"count", type.count}, {"element", describe(*type.element)}};
-        case Kind::kInteger:
-            return {{"type", typeName(type)}, {"least", type.least}, {"most", type.most}};
+            return {{"type", "array"},
+                    {"count", type.count},
+                    {"element", describe(*type.element, note)}};
+        case Kind::kInteger: {
+            auto const [least, most] = rangeOf(type, note);
+            return {{"type", typeName(type)}, {"least", least}, {"most", most}};
+        }
         case Kind::kBool:
         case Kind::kString:
             break;
@@ -31,11 +35,14 @@ Json describe(FieldType const& type) {
     return {{"type", typeName(type)}};
 }
 
-Json describeFields(std::span<FieldType const* const> types) {
+Json describeFields(std::string_view record, std::span<FieldType const* const> types) {
     Json fields = Json::array();
     for (FieldType const* const type : types) {
+        FieldNote const* const note = noteOf(record, fields.size());
         Json field{{"name", fieldName(fields.size())}};
-        field.update(describe(*type));
+        if (note != nullptr) field["title"] = note->name;
+        field.update(describe(*type, note));
+        if (note != nullptr && !note->unit.empty()) field["unit"] = note->unit;
         fields.push_back(std::move(field));
     }
     return fields;
@@ -44,7 +51,7 @@ Json describeFields(std::span<FieldType const* const> types) {
 Json describe(sound::reflection::Message const& message) {
     Json json{{"name", message.name}, {"id", idText(message.id)}};
     if (!message.record.empty()) json["record"] = message.record;
-    json["fields"] = describeFields(message.fields);
+    json["fields"] = describeFields(message.record, message.fields);
     return json;
 }
 

@@ -18,7 +18,7 @@ namespace {
 void setScalar(std::string const& path, std::string const& text, tools::Field const& scalar) {
     using Kind = tools::FieldType::Kind;
     auto const refuse = [&] {
-        tools::refuse(path, '"' + text + '"', tools::acceptedValues(*scalar.type));
+        tools::refuse(path, '"' + text + '"', tools::acceptedValues(scalar));
     };
     if (scalar.type->kind == Kind::kString) {
         *static_cast<std::string*>(scalar.address) = text;
@@ -35,8 +35,8 @@ void setScalar(std::string const& path, std::string const& text, tools::Field co
     std::int64_t value = 0;
     auto const [stop, error] =
         std::from_chars(text.data() + (isHex ? 2 : 0), end, value, isHex ? 16 : 10);
-    if (error != std::errc{} || stop != end || value < scalar.type->least ||
-        value > scalar.type->most) {
+    auto const [least, most] = tools::rangeOf(*scalar.type, scalar.note);
+    if (error != std::errc{} || stop != end || value < least || value > most) {
         refuse();
     }
     tools::setInteger(scalar, value);

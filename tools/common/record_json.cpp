@@ -34,11 +34,14 @@ Json toJson(Field const& field) {
 
 void membersFromJson(Json const& json, std::string const& path, Fields const& fields);
 
-bool isInRange(Json const& json, FieldType const& integer) {
+bool isInRange(Json const& json, Field const& integer) {
+    auto const [least, most] = rangeOf(*integer.type, integer.note);
     if (json.is_number_unsigned()) {
-        return std::cmp_less_equal(json.get<std::uint64_t>(), integer.most);
+        auto const value = json.get<std::uint64_t>();
+        return std::cmp_greater_equal(value, least) && std::cmp_less_equal(value, most);
     }
-    return json.is_number_integer() && json.get<std::int64_t>() >= integer.least;
+    return json.is_number_integer() && json.get<std::int64_t>() >= least &&
+           json.get<std::int64_t>() <= most;
 }
 
 void scalarFromJson(Json const& json, std::string const& path, Field const& field) {
@@ -46,10 +49,10 @@ void scalarFromJson(Json const& json, std::string const& path, Field const& fiel
         *static_cast<std::string*>(field.address) = json.get<std::string>();
     } else if (field.type->kind == Kind::kBool && json.is_boolean()) {
         *static_cast<bool*>(field.address) = json.get<bool>();
-    } else if (field.type->kind == Kind::kInteger && isInRange(json, *field.type)) {
+    } else if (field.type->kind == Kind::kInteger && isInRange(json, field)) {
         setInteger(field, json.get<std::int64_t>());
     } else {
-        refuse(path, toText(json), acceptedValues(*field.type));
+        refuse(path, toText(json), acceptedValues(field));
     }
 }
 
@@ -74,9 +77,12 @@ void membersFromJson(Json const& json, std::string const& path, Fields const& fi
     if (!json.is_object()) refuse(path, toText(json), R"(an object like {"field1": ...})");
     for (auto const& item : json.items()) {
         std::size_t index = 0;
-        while (index < fields.size() && item.key() != fieldName(index)) ++index;
+        while (index < fields.size() && item.key() != fieldName(index) &&
+               item.key() != shownName(fields[index].note, index)) {
+            ++index;
+        }
         if (index < fields.size()) {
-            fromJson(item.value(), memberPath(path, index), fields[index]);
+            fromJson(item.value(), memberPath(path, fields[index].note, index), fields[index]);
             continue;
         }
         throw FieldError((path.empty() ? "" : path + '.') + item.key() +

@@ -25,14 +25,15 @@ _soundctl() {
     case $subcommand,$previous,$current in
         *,--expect,*) words=$notifications ;;
         *,--timeout,* | send,--json,*) ;;
+        *,--names,*) COMPREPLY=($(compgen -f -- "$current")); return ;;
         *,--service,*) ;;
         *,--debug-level,*) words='error warning info trace' ;;
-        send,*,-*) words='--json --expect --timeout --service --help' ;;
-        state,*,-*) words='--json --timeout --service --help' ;;
-        monitor,*,-*) words='--json --service --help' ;;
-        list,*,-*) words='--json --help' ;;
-        batch,*,-*) words='--stream --service --help' ;;
-        ,*,-*) words='--service --debug-level --help --version' ;;
+        send,*,-*) words='--json --expect --timeout --service --names --help' ;;
+        state,*,-*) words='--json --timeout --service --names --help' ;;
+        monitor,*,-*) words='--json --service --names --help' ;;
+        list,*,-*) words='--json --names --help' ;;
+        batch,*,-*) words='--stream --service --names --help' ;;
+        ,*,-*) words='--service --names --debug-level --help --version' ;;
         *,*,-*) words='--help' ;;
         ,*) words='list send monitor state batch completion' ;;
         send,*) [[ $position == 0 ]] && words=$commands ;;
@@ -52,6 +53,7 @@ _soundctl() {
     local -a notifications=(%s)
     _arguments -C \
         '--service[where the sound service is]:address:' \
+        '--names[names of fields]:file:_files' \
         '--debug-level[what the log shows]:level:(error warning info trace)' \
         '--help[show help]' '--version[show the version]' \
         '1:subcommand:(list send monitor state batch completion)' '*::argument:->arguments'

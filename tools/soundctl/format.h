@@ -3,13 +3,12 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
-#include "record_json.h"
+#include "message_list.h"
 
 namespace sound::control {
 
-/// "onVolumeInfoNotify field1=1 field2=30".
-std::string readableLine(std::string_view notification, tools::Json const& arguments);
+/// "onVolumeInfoNotify field1=1 field2=30", or with the names that the user has given.
+std::string readableLine(reflection::Message const& notification, tools::Json const& arguments);
 
 }  // namespace sound::control

@@ -16,6 +16,26 @@ void print(reflection::Message const& message) {
     std::printf(message.valueCount > 1 ? "; %zu values\n" : "\n", message.valueCount);
 }
 
+/// What the user's names file says: "    field2 volume, from 0 to 100, in %".
+void printNotes(std::string const& path, std::string_view record,
+                std::vector<tools::FieldType const*> const& types) {
+    for (std::size_t i = 0; i < types.size(); ++i) {
+        auto const name = tools::memberPath(path, nullptr, i);
+        if (auto const* const note = tools::noteOf(record, i)) {
+            std::string text = "    " + name + ' ' + note->name;
+            if (note->range) {
+                text += ", from " + std::to_string(note->range->least) + " to " +
+                        std::to_string(note->range->most);
+            }
+            if (!note->unit.empty()) text += ", in " + note->unit;
+            std::puts(text.c_str());
+        }
+        if (types[i]->kind == tools::FieldType::Kind::kRecord) {
+            printNotes(name, types[i]->name, tools::memberTypes(*types[i]));
+        }
+    }
+}
+
 }  // namespace
 
 void list(ListOptions const& options) {
@@ -24,7 +44,9 @@ void list(ListOptions const& options) {
         for (reflection::Message const& message : messages) {
             if (!message.nameContains(options.pattern)) continue;
             found = true;
-            if (!options.json) print(message);
+            if (options.json) continue;
+            print(message);
+            printNotes("", message.record, message.fields);
         }
     };
     take(reflection::commands());

@@ -8,6 +8,7 @@
 
 #include "csp/debug.h"
 #include "errors.h"
+#include "names_file.h"
 #include "program_options.h"
 #include "Step.h"
 #include "subcommands.h"
@@ -148,6 +149,10 @@ void runProgram(int argc, char** argv) {
     std::string debugLevel = "warning";
     tools::addDebugLevelOption(app, debugLevel);
     tools::addServiceOption(app);
+    std::string names;
+    app.add_option("--names", names, "a file with names, units and ranges of fields")
+        ->type_name("FILE")
+        ->envname("AUDVIK_NAMES");
     app.fallthrough();  // they may stand behind the subcommand, too
     Action action;
     for (auto* const declare : {declareList, declareSend, declareMonitor, declareState,
@@ -159,6 +164,7 @@ void runProgram(int argc, char** argv) {
     } catch (CLI::ParseError const& error) {
         std::exit(app.exit(error) == 0 ? EXIT_SUCCESS : kUsageError);
     }
+    if (!names.empty()) tools::useNamesFile(names);
     initialiseLog(debugLevel);
     action();
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {

@@ -40,7 +40,7 @@ std::string printedTime(std::chrono::system_clock::time_point time) {
 void print(bool json, reflection::Notification const& notification, tools::Json const& arguments) {
     std::string const line = json ? tools::toText(tools::notificationLine(notification, arguments))
                                   : printedTime(std::chrono::system_clock::now()) + ' ' +
-                                        readableLine(notification.name, arguments);
+                                        readableLine(notification, arguments);
     std::puts(line.c_str());
     std::fflush(stdout);
 }

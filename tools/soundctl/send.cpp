@@ -41,7 +41,7 @@ void send(SendOptions const& options) {
     auto const answer = run(client, step);
     if (!answer) return;
     std::string const line = options.json.empty()
-                                 ? readableLine(step.expected->name, *answer)
+                                 ? readableLine(*step.expected, *answer)
                                  : tools::toText(tools::notificationLine(*step.expected, *answer));
     std::puts(line.c_str());
 }

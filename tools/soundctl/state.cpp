@@ -78,7 +78,7 @@ void state(StateOptions const& options) {
         bool const isWanted = wanted.empty() || std::erase(wanted, notification) > 0;
         if (!isWanted) continue;
         document[std::string(notification->name)] = arguments;
-        if (!options.json) std::puts(readableLine(notification->name, arguments).c_str());
+        if (!options.json) std::puts(readableLine(*notification, arguments).c_str());
     }
     if (options.json)
         std::puts(document.dump(2, ' ', false, tools::Json::error_handler_t::replace).c_str());
