@@ -61,8 +61,7 @@ TEST_F(Transport, NothingIsLostAtFullSpeed) {
 }
 
 TEST_F(Transport, ReceiverThatBlocksHoldsUpNothingButItself) {
-    std::atomic<bool> released = false;
-    notifications_.react = [&](auto, auto const&) { released.wait(false); };
+    notifications_.hold();
     auto* const member = connect();
     ASSERT_EQ(member->send(0), 0);
     ASSERT_TRUE(commands_.await(1));
@@ -75,9 +74,8 @@ TEST_F(Transport, ReceiverThatBlocksHoldsUpNothingButItself) {
         ASSERT_EQ(member->send(i), 0);
     }
     EXPECT_TRUE(commands_.await(500));
-    EXPECT_TRUE(notifications_.numbers().empty());
-    released = true;
-    released.notify_all();
+    EXPECT_EQ(notifications_.numbers().size(), 1U);
+    notifications_.release();
     ASSERT_TRUE(notifications_.await(500));
     EXPECT_EQ(notifications_.numbers(), countTo(500));
 }
@@ -155,8 +153,7 @@ TEST_F(Transport, AStreamOutlivesTheSessionAndItsAnnouncementsDoNot) {
     ASSERT_EQ(declareStream(kSwitch, kAnnouncement), 0);
     auto* const member = startMember(notifications_);
     EXPECT_EQ(member->send(1, kSwitch), -ECONNREFUSED) << "before there is a service";
-    std::atomic<bool> released = false;
-    notifications_.react = [&](auto, auto const&) { released.wait(false); };
+    notifications_.hold();
     startService();
     ASSERT_TRUE(commands_.await(1)) << "asked for without the member's doing";
 
@@ -167,8 +164,7 @@ TEST_F(Transport, AStreamOutlivesTheSessionAndItsAnnouncementsDoNot) {
     ASSERT_TRUE(eventually([&] { return commands_.numbers().size() == 1; }));
     startService();
     ASSERT_TRUE(commands_.await(2)) << "and again in the next session";
-    released = true;
-    released.notify_all();
+    notifications_.release();
     ASSERT_TRUE(notifications_.await(2));
     EXPECT_EQ(notifications_.numbers(), (std::vector<std::uint32_t>{1, 4}));
     EXPECT_EQ(commands_.numbers(), (std::vector<std::uint32_t>{1, 1}));

@@ -49,16 +49,26 @@ public:
 
     React react;  ///< what the receiver does; to be set before anything can arrive
 
+    /// Has the receiver note what it is called with, and not return before release().
+    void hold() { held_ = true; }
+    void release() {
+        held_ = false;
+        held_.notify_all();
+    }
+
     static std::int32_t receive(frame::MsgMeta const& /*meta*/, frame::TransportInfo const& sender,
                                 void const* record, void* context) {
         auto& self = *static_cast<Inbox*>(context);
         std::uint32_t number;
         std::memcpy(&number, record, sizeof number);
         if (self.react) self.react(number, sender);
-        std::lock_guard const lock(self.mutex_);
-        self.numbers_.push_back(number);
-        self.sender_ = sender;
-        self.arrived_.notify_all();
+        {
+            std::lock_guard const lock(self.mutex_);
+            self.numbers_.push_back(number);
+            self.sender_ = sender;
+            self.arrived_.notify_all();
+        }
+        self.held_.wait(true);
         return 0;
     }
 
@@ -82,6 +92,7 @@ private:
     std::condition_variable arrived_;
     std::vector<std::uint32_t> numbers_;
     frame::TransportInfo sender_{};
+    std::atomic<bool> held_ = false;
 };
 
 /// Has its notifications go to an inbox and fails where it is told to.
@@ -163,10 +174,15 @@ bool eventually(Condition const& condition, std::chrono::milliseconds limit = 5s
 class Desktop : public testing::Test {
 protected:
     Desktop() { setenv("LMQR2_UDPHOST", address_.c_str(), 1); }
-    ~Desktop() override { stopAppMembers(); }
+    ~Desktop() override {
+        commands_.release();
+        notifications_.release();
+        stopAppMembers();
+    }
 
     void startService() {
-        service_ = std::make_unique<Service>(address_, [this](auto const&) { ++gone_; });
+        service_ = std::make_unique<Service>(
+            address_, [this](auto const&) { ++gone_; }, limits_);
         for (auto const& header : {kCommand, kSwitch}) {
             frameLmqIOServiceRegisterMessageHandlerFunction(
                 service_->ioModule(), header, &Inbox::receive, &commands_, &kNumberTable);
@@ -187,6 +203,7 @@ protected:
     }
 
     std::string address_ = LocalSocket().address();
+    Limits limits_;  // of the service
     Inbox commands_;
     Inbox notifications_;
     std::atomic<int> gone_ = 0;  // clients

@@ -56,7 +56,6 @@ void Endpoint::start() {
     auto const guard = lock();
     transport_ = startThread("transport", [this] { runTransport(); });
     delivery_ = startThread("delivery", [this] { runDelivery(); });
-    deliveryThread_ = delivery_.get_id();
 }
 
 void Endpoint::close() {

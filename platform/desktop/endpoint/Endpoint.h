@@ -121,9 +121,6 @@ public:
     /// Has datagrams taken in even if a receiver is running: somebody waits for one.
     void awaitDatagrams();
 
-    /// Says whether this is the thread that runs the receivers.
-    bool isDeliveryThread() const { return std::this_thread::get_id() == deliveryThread_; }
-
     /// Since when a receiver has been running, if one is.
     TimePoint const* deliveringSince() const { return delivering_ ? &deliveringSince_ : nullptr; }
     Delivery const& delivering() const { return current_; }
@@ -182,7 +179,6 @@ private:
     bool datagramsAwaited_ = false;  // while delivering_
     bool deliveryEnded_ = false;
 
-    std::thread::id deliveryThread_;
     std::thread delivery_;
     std::thread transport_;
 };

@@ -56,7 +56,7 @@ private:
     Clients::iterator admit(DatagramHeader const& hello, Address const& from, TimePoint now);
     void reset(Address const& to, std::uint64_t session);
     void dropLaggards(TimePoint now);
-    std::string reasonToDrop(Client& client, TimePoint now) const;
+    std::string reasonToDrop(Client& client, TimePoint now);
     Clients::iterator remove(Clients::iterator client);
     void flush(Client& client, TimePoint now);
     Clients::iterator find(Address const& address);
@@ -232,13 +232,14 @@ void Service::Impl::dropLaggards(TimePoint now) {
     }
 }
 
-std::string Service::Impl::reasonToDrop(Client& client, TimePoint now) const {
+std::string Service::Impl::reasonToDrop(Client& client, TimePoint now) {
     auto const& limits = endpoint_.limits();
     auto const queued = client.link.queued();
     if (queued < limits.queueFull) {
         client.fullSince.reset();
     } else if (!client.fullSince) {
         client.fullSince = now;
+        endpoint_.serveBy(now + limits.queueFullFor);
     }
     bool const fullTooLong = client.fullSince && now - *client.fullSince >= limits.queueFullFor;
     if (fullTooLong || queued >= limits.queueMost ||

@@ -1,0 +1,485 @@
+// Each end of the transport, with short limits and a peer whose datagrams the test makes itself.
+#include <unistd.h>
+
+#include <future>
+
+#include "bytes.h"
+#include "ClientConnection.h"
+#include "Datagram.h"
+#include "MessageHeader.h"
+#include "RegistrationLimit.h"
+#include "test_support.h"
+
+namespace desktop::test {
+namespace {
+
+Bytes message(frameLmqMessageHeader_t const& header, std::uint32_t number) {
+    auto const start = encodeMessageHeader({header, {}});
+    Bytes bytes(start.begin(), start.end());
+    bytes.resize(bytes.size() + 4);
+    storeBig32(&bytes[kMessageHeaderSize], number);
+    return bytes;
+}
+
+/// The other end.
+class Peer {
+public:
+    /// @param end  whom it talks to; whoever it has heard last if left out
+    explicit Peer(std::string end = "") : end_(std::move(end)) {}
+
+    std::string const& address() const { return socket_.address(); }
+    frame::TransportInfo info() const {
+        auto const port = std::stoul(address().substr(address().find(':') + 1));
+        return {{0x7F000001, static_cast<std::uint32_t>(port), 0, 77, ~0U, ~0U, ~0U}};
+    }
+
+    void say(Kind kind, std::uint32_t acknowledge = 0, std::uint32_t credit = 100) {
+        say({kind, session, 0, acknowledge, credit}, {});
+    }
+    void say(std::uint32_t sequence, Bytes const& content) {
+        say({Kind::kData, session, sequence, 0, 100}, content);
+    }
+
+    /// @return the header of the next datagram
+    /// @throws std::runtime_error when none comes
+    DatagramHeader hear() {
+        auto const datagram = socket_.receive(end_);
+        DatagramHeader header{};
+        auto const* const wrong = decodeHeader(datagram, header);
+        if (wrong != nullptr) throw std::runtime_error(wrong);
+        if (header.kind == Kind::kData) number = loadBig32(&datagram.at(52));
+        return header;
+    }
+
+    /// Passes over what comes before a datagram of that kind.
+    DatagramHeader hear(Kind kind) {
+        DatagramHeader header{};
+        while (header.kind != kind) header = hear();
+        return header;
+    }
+
+    /// Takes part in the registration of a client.
+    void welcome(std::uint32_t credit = 100) {
+        session = hear(Kind::kHello).session;
+        say(Kind::kWelcome, 0, credit);
+    }
+    /// Registers.
+    void join(std::uint32_t credit = 100) {
+        say(Kind::kHello, 0, credit);
+        EXPECT_EQ(hear().kind, Kind::kWelcome);
+    }
+
+    std::uint64_t session = 77;
+    std::uint32_t number = 0;  ///< in the last message heard
+
+private:
+    void say(DatagramHeader const& header, Bytes const& content) {
+        auto const start = encodeHeader(header);
+        Bytes datagram(start.begin(), start.end());
+        datagram.insert(datagram.end(), content.begin(), content.end());
+        socket_.send(end_, datagram);
+    }
+
+    LocalSocket socket_;
+    std::string end_;
+};
+
+template <class Action>
+std::chrono::steady_clock::duration timeOf(Action const& action) {
+    auto const start = std::chrono::steady_clock::now();
+    action();
+    return std::chrono::steady_clock::now() - start;
+}
+
+/// What is made meanwhile is another user's.
+class OtherUser {
+public:
+    OtherUser() { EXPECT_EQ(::seteuid(65534), 0); }
+    ~OtherUser() { EXPECT_EQ(::seteuid(0), 0); }
+    OtherUser(OtherUser const&) = delete;
+    OtherUser& operator=(OtherUser const&) = delete;
+};
+
+using ServiceEnd = Desktop;
+
+TEST_F(ServiceEnd, AsksASilentClientAndDropsIt) {
+    limits_.link.pingInterval = limits_.link.pingRepeat = 20ms;
+    limits_.link.pingsUnanswered = 2;
+    startService();
+    Peer client(address_);
+    client.join();
+    for (auto const kind : {Kind::kPing, Kind::kPing, Kind::kReset}) {
+        EXPECT_EQ(client.hear().kind, kind);
+    }
+    EXPECT_TRUE(eventually([&] { return gone_ == 1; }));
+    auto const info = client.info();
+    EXPECT_EQ(notify(1, &info), -ENOTCONN);
+}
+
+TEST_F(ServiceEnd, HasSoManyPlacesAndTellsWhomItRefuses) {
+    for (auto const& [all, ofOneUser] : {std::pair{2, 9}, {9, 2}}) {
+        limits_.clients = static_cast<std::size_t>(all);
+        limits_.clientsOfOneUser = static_cast<std::size_t>(ofOneUser);
+        startService();
+        Peer first(address_);
+        Peer second(address_);
+        Peer third(address_);
+        first.join();
+        second.join();
+        first.join();
+        third.say(Kind::kHello);
+        EXPECT_EQ(third.hear().kind, Kind::kReset);
+        if (::geteuid() == 0 && ofOneUser == 2) {
+            OtherUser const other;
+            Peer(address_).join();
+        }
+        second.say(Kind::kBye);
+        third.join();
+        service_.reset();
+    }
+}
+
+TEST_F(ServiceEnd, TakesInSoManyStrangersAndThenMoreByTheSecond) {
+    limits_.registrationsAtOnce = 1;
+    limits_.registrationsPerSecond = 0;
+    startService();
+    Peer first(address_);
+    Peer second(address_);
+    first.join();
+    second.say(Kind::kHello);
+    second.say(Kind::kPing);
+    EXPECT_EQ(second.hear().kind, Kind::kReset) << "in answer to the PING; none to the HELLO";
+    first.join();
+
+    RegistrationLimit limit(2, 10);
+    TimePoint now(1h);
+    for (auto const& [pause, expected] : {std::pair{0ms, true},
+                                          {0ms, true},
+                                          {0ms, false},
+                                          {99ms, false},
+                                          {2ms, true},
+                                          {0ms, false},
+                                          {1h, true},
+                                          {0ms, true},
+                                          {0ms, false}}) {
+        EXPECT_EQ(limit.take(now += pause), expected);
+    }
+}
+
+TEST_F(ServiceEnd, DropsAClientThatIsTooFarBehind) {
+    struct {
+        std::size_t full;
+        std::chrono::milliseconds fullFor;
+        std::size_t most;
+        std::size_t mostBytes;
+        std::uint32_t count;  // that it may be behind
+    } const cases[] = {{3, 50ms, 99, 9999, 3}, {99, 1h, 3, 9999, 2}, {99, 1h, 99, 84, 2}};
+    for (auto const& [full, fullFor, most, mostBytes, count] : cases) {
+        limits_.queueFull = full;
+        limits_.queueFullFor = fullFor;
+        limits_.queueMost = most;
+        limits_.queueMostBytes = mostBytes;
+        gone_ = 0;
+        startService();
+        Peer client(address_);
+        auto const info = client.info();
+        client.join(0);
+        auto const time = timeOf([&] {
+            for (std::uint32_t i = 0; i < count; ++i) ASSERT_EQ(notify(i, &info), 0);
+            ASSERT_EQ(notify(count, &info), full == 3 ? -EAGAIN : 0);
+            EXPECT_EQ(client.hear(Kind::kReset).acknowledge, 0U);
+        });
+        EXPECT_GE(time, full == 3 ? 50ms : 0ms);
+        EXPECT_LT(time, 250ms) << "before anything would be repeated";
+        EXPECT_TRUE(eventually([&] { return gone_ == 1; }));
+        service_.reset();
+    }
+}
+
+TEST_F(ServiceEnd, ForgetsAClientThatHasLeftOrBegunAnew) {
+    startService();
+    Peer client(address_);
+    auto const info = client.info();
+    client.join();
+    client.say(Kind::kBye);
+    ASSERT_TRUE(eventually([&] { return gone_ == 1; }));
+    EXPECT_EQ(notify(1, &info), -ENOTCONN);
+    EXPECT_EQ(notify(2), 0);
+    client.say(Kind::kPing);
+    EXPECT_EQ(client.hear().kind, Kind::kReset) << "and nothing before";
+    client.join();
+    client.session = 78;
+    client.join();
+    ASSERT_TRUE(eventually([&] { return gone_ == 2; }));
+    EXPECT_EQ(notify(1, &info), -ENOTCONN);
+}
+
+TEST_F(ServiceEnd, CommandsWaitForAClientThatIsBehindButNotForLong) {
+    limits_.notificationsBehind = 2;
+    for (auto const limit : {50ms, std::chrono::milliseconds(1h)}) {
+        limits_.holdBack = limit;
+        startService();
+        Peer slow(address_);
+        Peer fast(address_);
+        slow.join(0);
+        notify(1);
+        notify(2);
+        fast.join();
+        auto const before = commands_.numbers().size();
+        auto const time = timeOf([&] {
+            fast.say(0, message(kCommand, 1));
+            EXPECT_FALSE(commands_.await(before + 1, 20ms));
+            if (limit > 1s) {
+                slow.say(Kind::kAcknowledge, 0, 2);
+                while (slow.hear(Kind::kData).sequence != 1) continue;
+                slow.say(Kind::kAcknowledge, 1);
+            }
+            EXPECT_TRUE(commands_.await(before + 1));
+        });
+        EXPECT_GE(time, std::min(limit, 20ms));
+        service_.reset();
+    }
+}
+
+TEST_F(ServiceEnd, AnswersWhileAReceiverRuns) {
+    limits_.standInDelay = 20ms;
+    limits_.commandsHeld = 2;
+    commands_.hold();
+    startService();
+    Peer client(address_);
+    client.say(Kind::kHello);
+    EXPECT_EQ(client.hear().credit, 2U);
+    client.say(0, message(kCommand, 0));
+    ASSERT_TRUE(commands_.await(1));
+    for (std::uint32_t i = 1; i < 4; ++i) client.say(i, message(kCommand, i));
+    DatagramHeader answer{};
+    while (answer.acknowledge < 3) answer = client.hear(Kind::kAcknowledge);
+    EXPECT_EQ(answer.acknowledge, 3U) << "one is with the receiver, two are held";
+    EXPECT_EQ(answer.credit, 0U);
+    commands_.release();
+    EXPECT_TRUE(commands_.await(3));
+}
+
+TEST_F(ServiceEnd, SaysGoodbyeWhenAllIsTakenOrAfterAWhile) {
+    for (auto const limit : {50ms, std::chrono::milliseconds(1h)}) {
+        limits_.flush = limit;
+        startService();
+        Peer client(address_);
+        client.join();
+        notify(1);
+        EXPECT_EQ(client.hear().kind, Kind::kData);
+        auto end =
+            std::async(std::launch::async, [&] { return timeOf([&] { service_.reset(); }); });
+        client.hear(Kind::kPing);
+        if (limit > 1s) client.say(Kind::kAcknowledge, 1);
+        client.hear(Kind::kBye);
+        EXPECT_GE(end.get(), limit > 1s ? 0ms : limit);
+    }
+}
+
+/// Listens to the connection.
+class Listener : public frame::IOConnectionListener {
+public:
+    void onIOConnectionConnected() override { add("connected"); }
+    void onIOConnectionConnectionFailed(int error) override {
+        add("failed " + std::to_string(-error));
+    }
+    void onIOConnectionDisconnected(int error) override { add("lost " + std::to_string(-error)); }
+
+    bool hears(std::string const& expected) {
+        return eventually([&] {
+            std::lock_guard const lock(mutex_);
+            return heard_ == expected;
+        });
+    }
+
+private:
+    void add(std::string const& event) {
+        std::lock_guard const lock(mutex_);
+        heard_ += event + ' ';
+    }
+
+    std::mutex mutex_;
+    std::string heard_;
+};
+
+class ClientEnd : public testing::Test {
+protected:
+    ~ClientEnd() override {
+        inbox_.release();
+        if (!client_) return;
+        client_->close();
+        client_->stopDelivery();
+    }
+
+    void start() {
+        client_ = std::make_unique<ClientConnection>(Address::parse(service_.address()), limits_);
+        auto* const module = client_->addModule(listener_);
+        client_->dispatcher().add({module, kNotification.interfaceCode, kNotification.messageId,
+                                   &Inbox::receive, &inbox_, &kNumberTable});
+        client_->dispatcher().activate(module);
+    }
+
+    std::int32_t send(std::uint32_t number) {
+        auto payload = newPayload();
+        payload->bytes = message(kCommand, number);
+        return client_->send(std::move(payload));
+    }
+
+    Peer service_;
+    Limits limits_;
+    Inbox inbox_;
+    Listener listener_;
+    std::unique_ptr<ClientConnection> client_;
+};
+
+TEST_F(ClientEnd, SaysHelloAgainEverLaterAndSendingGivesUp) {
+    limits_.registration = 50ms;
+    limits_.firstHello = 20ms;
+    limits_.lastHello = 40ms;
+    start();
+    service_.hear();
+    EXPECT_GE(timeOf([&] { EXPECT_EQ(send(1), -ETIMEDOUT); }), 50ms);
+    while (service_.hear(Kind::kHello).session == 0) continue;
+    auto const time = timeOf([&] {
+        for (int i = 0; i < 5; ++i) service_.hear(Kind::kHello);
+    });
+    EXPECT_GE(time, 120ms);
+    EXPECT_LT(time, 240ms) << "never later than the limit";
+    service_.welcome();
+    EXPECT_TRUE(listener_.hears("connected "));
+}
+
+TEST_F(ClientEnd, IsToldThatThereIsNoPlaceForIt) {
+    start();
+    auto sending = std::async(std::launch::async, [&] { return send(1); });
+    while (sending.wait_for(0s) != std::future_status::ready) {
+        service_.session = service_.hear(Kind::kHello).session;
+        service_.say(Kind::kReset);
+    }
+    EXPECT_EQ(sending.get(), -ECONNREFUSED);
+    EXPECT_TRUE(listener_.hears("failed 111 "));
+    service_.welcome();
+    EXPECT_TRUE(listener_.hears("failed 111 connected "));
+}
+
+TEST_F(ClientEnd, CommandsWaitForAServiceThatTakesNoneButNotForLong) {
+    limits_.commandsQueued = 2;
+    limits_.stall = 50ms;
+    start();
+    service_.welcome(0);
+    EXPECT_EQ(send(0), 0);
+    EXPECT_EQ(send(1), 0);
+    EXPECT_GE(timeOf([&] { EXPECT_EQ(send(2), -ETIMEDOUT); }), 50ms);
+    auto sending = std::async(std::launch::async, [&] { return send(3); });
+    service_.say(Kind::kAcknowledge, 0, 1);
+    service_.hear(Kind::kData);
+    service_.say(Kind::kAcknowledge, 1, 0);
+    EXPECT_EQ(sending.get(), 0);
+}
+
+TEST_F(ClientEnd, BeginsAnewWhenTheServiceIsSilent) {
+    limits_.link.pingInterval = limits_.link.pingRepeat = 20ms;
+    limits_.link.pingsUnanswered = 2;
+    start();
+    service_.welcome();
+    EXPECT_EQ(service_.hear(Kind::kPing).session, service_.session);
+    EXPECT_EQ(service_.hear().kind, Kind::kPing);
+    auto const hello = service_.hear();
+    EXPECT_EQ(hello.kind, Kind::kHello);
+    EXPECT_NE(hello.session, service_.session);
+    EXPECT_TRUE(listener_.hears("connected lost 110 "));
+}
+
+TEST_F(ClientEnd, CommandsOutliveASessionThatTheServiceForgotAndNoOther) {
+    for (auto const kind : {Kind::kReset, Kind::kBye}) {
+        client_.reset();
+        start();
+        service_.welcome();
+        EXPECT_EQ(send(5), 0);
+        EXPECT_EQ(service_.hear(Kind::kData).sequence, 0U);
+        auto const old = service_.session;
+        service_.say(kind);
+        service_.welcome();
+        EXPECT_NE(service_.session, old);
+        EXPECT_EQ(send(6), 0);
+        EXPECT_EQ(service_.hear(Kind::kData).sequence, 0U);
+        EXPECT_EQ(service_.number, kind == Kind::kReset ? 5U : 6U);
+        service_.say(Kind::kAcknowledge, kind == Kind::kReset ? 2 : 1);
+    }
+}
+
+TEST_F(ClientEnd, ASessionBeginsWithWhatIsStillHeld) {
+    limits_.notificationsHeld = 8;
+    limits_.standInDelay = 20ms;
+    limits_.stuckReceiver = 20ms;
+    inbox_.hold();
+    start();
+    service_.welcome();
+    testing::internal::CaptureStderr();
+    service_.say(0, message(kNotification, 0));
+    ASSERT_TRUE(inbox_.await(1));
+    for (std::uint32_t i = 1; i < 4; ++i) service_.say(i, message(kNotification, i));
+    while (service_.hear(Kind::kAcknowledge).acknowledge < 4) continue;
+    service_.say(Kind::kReset);
+    EXPECT_EQ(service_.hear(Kind::kHello).credit, 5U) << "one is with the receiver, three are held";
+    std::string log;
+    EXPECT_TRUE(eventually([&] {
+        log += testing::internal::GetCapturedStderr();
+        testing::internal::CaptureStderr();
+        return log.find("notification 0x00000008 has not returned") != std::string::npos;
+    }));
+    testing::internal::GetCapturedStderr();
+    inbox_.release();
+    EXPECT_TRUE(inbox_.await(4)) << "it is no announcement of a stream";
+}
+
+TEST_F(ClientEnd, RegistersByAnyDatagramOfItsSessionAndTakesNoOther) {
+    start();
+    service_.session = service_.hear(Kind::kHello).session + 1;
+    service_.say(0, message(kNotification, 1));
+    service_.say(Kind::kReset);
+    --service_.session;
+    service_.say(0, message(kNotification, 2));
+    EXPECT_TRUE(inbox_.await(1));
+    EXPECT_EQ(inbox_.numbers(), std::vector<std::uint32_t>{2});
+    EXPECT_TRUE(listener_.hears("connected "));
+}
+
+TEST_F(ClientEnd, SaysGoodbyeWhenAllIsTakenOrAfterAWhile) {
+    for (auto const limit : {50ms, std::chrono::milliseconds(1h)}) {
+        limits_.flush = limit;
+        start();
+        service_.welcome();
+        EXPECT_EQ(send(1), 0);
+        service_.hear(Kind::kData);
+        auto end =
+            std::async(std::launch::async, [&] { return timeOf([&] { client_->close(); }); });
+        service_.hear(Kind::kPing);
+        if (limit > 1s) service_.say(Kind::kAcknowledge, 1);
+        service_.hear(Kind::kBye);
+        EXPECT_GE(end.get(), limit > 1s ? 0ms : limit);
+        EXPECT_EQ(send(2), -ESHUTDOWN);
+        client_.reset();
+    }
+}
+
+TEST_F(ClientEnd, DoesNotTakeAnotherUsersPortForTheService) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can be another user";
+    std::unique_ptr<Peer> stranger;
+    {
+        OtherUser const other;
+        stranger = std::make_unique<Peer>();
+    }
+    limits_.registration = 5s;
+    testing::internal::CaptureStderr();
+    client_ = std::make_unique<ClientConnection>(Address::parse(stranger->address()), limits_);
+    auto sending = std::async(std::launch::async, [&] { return send(1); });
+    while (sending.wait_for(0s) != std::future_status::ready) stranger->welcome();
+    EXPECT_EQ(sending.get(), -EACCES);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("belongs to user 65534"),
+              std::string::npos);
+}
+
+}  // namespace
+}  // namespace desktop::test
