@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "LocalSocket.h"
@@ -406,6 +408,73 @@ TEST_F(Soundctl, AWrongNamesFileIsRefused) {
         EXPECT_EQ(refused.errors.find("soundctl: " + file + ": "), 0U) << refused.errors;
         EXPECT_NE(refused.errors.find(message), std::string::npos) << refused.errors;
     }
+}
+
+TEST_F(Soundctl, ARecordedSessionHasWhatWasHeardAndWhen) {
+    std::string const file = folder_.file("evening");
+    startService();
+    Program recording({AUDVIK_SOUNDCTL, "record", file});
+    // It is not known when it has registered.
+    std::size_t sent = 0;
+    while (sent < 100 && linesOf(readFile(file)).size() < 2) {
+        run({"send", "cmdMuteSet", std::to_string(++sent), "--expect", "onMuteInfoNotify"});
+    }
+    run({"send", "cmdBalanceSet", "3", "4"});
+    for (int i = 0; i < 1000 && readFile(file).find("onBalance") == std::string::npos; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    recording.signal(SIGINT);
+    EXPECT_EQ(recording.status(), 0) << recording.errors();
+    auto const lines = linesOf(readFile(file));
+    ASSERT_GE(lines.size(), 3U) << readFile(file);
+    EXPECT_EQ(lines[0]["session"], 1);
+    EXPECT_EQ(lines[0]["interface"], Json::parse(run({"list", "--json"}).output)["fingerprint"]);
+    auto const& balance = lines.back();
+    EXPECT_EQ(balance["notification"], "onBalanceInfoNotify");
+    double const between = balance["at"].get<double>() - lines[1]["at"].get<double>();
+    EXPECT_GT(between, 0);
+    EXPECT_NEAR(balance["time"].get<double>() - lines[1]["time"].get<double>(), between, 0.01);
+
+    Program full({AUDVIK_SOUNDCTL, "record", "/dev/full"});
+    EXPECT_EQ(full.status(), 1);
+}
+
+TEST_F(Soundctl, DiffFindsWhatOnlyOneSessionHas) {
+    auto const session = [this](std::string const& name,
+                                std::vector<std::pair<double, int>> const& messages) {
+        std::string text = "{\"session\": 1}\n";
+        for (auto const& [at, volume] : messages) {
+            text += tools::toText({{"at", at},
+                                   {"notification", volume < 0 ? "onNew" : "onMuteInfoNotify"},
+                                   {"arguments", {{"field2", 0}, {"field1", volume}}}});
+            text += '\n';
+        }
+        writeFile(folder_.file(name), text);
+        return folder_.file(name);
+    };
+    auto const first = session("first", {{1, 1}, {2, 2}, {2.05, 3}, {3, 1}, {9, -1}});
+    // Later, and two in another order.
+    auto const same = session("same", {{5, 1}, {6.01, 3}, {6.04, 2}, {7.05, 1}, {13, -1}});
+    auto const equal = run({"diff", first, same});
+    EXPECT_EQ(equal.status, 0) << equal.errors;
+    EXPECT_EQ(equal.output, "");
+    EXPECT_EQ(run({"diff", first, same, "--tolerance", "10ms"}).status, 1);
+    auto const other = session("other", {{5, 1}, {6, 2}, {6.05, 3}, {7.2, 1}, {8, 4}, {13, -1}});
+    auto const differ = run({"diff", first, other});
+    EXPECT_EQ(differ.status, 1);
+    EXPECT_EQ(differ.output,
+              "- 3.000 onMuteInfoNotify field1=1 field2=0\n"
+              "+ 7.200 onMuteInfoNotify field1=1 field2=0\n"
+              "+ 8.000 onMuteInfoNotify field1=4 field2=0\n");
+    EXPECT_NE(differ.errors.find("4 messages in common, 1 only in " + first + ", 2 only in "),
+              std::string::npos)
+        << differ.errors;
+    for (std::string const text : {"", "{}", "[", R"({"session": 2})",
+                                   "{\"session\": 1}\n{\"at\": 1}", "{\"session\": 1}\n\n"}) {
+        writeFile(folder_.file("wrong"), text);
+        EXPECT_EQ(run({"diff", first, folder_.file("wrong")}).status, 2) << text;
+    }
+    EXPECT_EQ(run({"diff", first, folder_.file("missing")}).status, 2);
 }
 
 TEST_F(Soundctl, EndlessInputIsRefused) {

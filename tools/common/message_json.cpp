@@ -88,7 +88,25 @@ Json describeInterface(std::string_view pattern) {
         notifications.back()["relation"] = notification.relation;
         notifications.back()["command"] = notification.command;
     }
-    return {{"commands", std::move(commands)}, {"notifications", std::move(notifications)}};
+    return {{"fingerprint", interfaceFingerprint()},
+            {"commands", std::move(commands)},
+            {"notifications", std::move(notifications)}};
+}
+
+std::string interfaceFingerprint() {
+    std::string text;
+    auto const add = [&text](auto messages) {
+        for (sound::reflection::Message const& message : messages) {
+            text += idText(message.id) + std::string(message.name) + describe(message.fields);
+        }
+    };
+    add(sound::reflection::commands());
+    add(sound::reflection::notifications());
+    std::uint64_t hash = 0xCBF29CE484222325;  // FNV-1a, the same on every machine
+    for (unsigned char const letter : text) hash = (hash ^ letter) * 0x100000001B3;
+    std::array<char, 17> digits;
+    std::snprintf(digits.data(), digits.size(), "%016" PRIx64, hash);
+    return digits.data();
 }
 
 }  // namespace tools

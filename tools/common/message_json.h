@@ -28,4 +28,7 @@ inline Json notificationLine(sound::reflection::Message const& notification, Jso
 /// ranges.
 Json describeInterface(std::string_view pattern);
 
+/// A number that changes whenever a message or a field does, as 16 hexadecimal digits.
+std::string interfaceFingerprint();
+
 }  // namespace tools

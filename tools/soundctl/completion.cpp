@@ -29,18 +29,20 @@ _soundctl() {
         *,--service,*) ;;
         *,--debug-level,*) words='error warning info trace' ;;
         send,*,-*) words='--json --expect --timeout --service --names --help' ;;
+        diff,*,-*) words='--tolerance --help' ;;
+        record,*,-*) words='--service --help' ;;
         state,*,-*) words='--json --timeout --service --names --help' ;;
         monitor,*,-*) words='--json --service --names --help' ;;
         list,*,-*) words='--json --names --help' ;;
         batch,*,-*) words='--stream --service --names --help' ;;
         ,*,-*) words='--service --names --debug-level --help --version' ;;
         *,*,-*) words='--help' ;;
-        ,*) words='list send monitor state batch completion' ;;
+        ,*) words='list send monitor state record diff batch completion' ;;
         send,*) [[ $position == 0 ]] && words=$commands ;;
         monitor,* | state,*) words=$notifications ;;
         list,*) words="$commands $notifications" ;;
         completion,*) words='bash zsh' ;;
-        batch,*) COMPREPLY=($(compgen -f -- "$current")); return ;;
+        record,* | diff,* | batch,*) COMPREPLY=($(compgen -f -- "$current")); return ;;
     esac
     COMPREPLY=($(compgen -W "$words" -- "$current"))
 }
@@ -56,7 +58,7 @@ _soundctl() {
         '--names[names of fields]:file:_files' \
         '--debug-level[what the log shows]:level:(error warning info trace)' \
         '--help[show help]' '--version[show the version]' \
-        '1:subcommand:(list send monitor state batch completion)' '*::argument:->arguments'
+        '1:subcommand:(list send monitor state record diff batch completion)' '*::argument:->arguments'
     [[ $state == arguments ]] || return
     case $words[1] in
         list) _arguments '--json[one document]' "1:pattern:($commands $notifications)" ;;
@@ -66,6 +68,8 @@ _soundctl() {
         monitor) _arguments '--json[JSON lines]' "*:notification:($notifications)" ;;
         state) _arguments '--json[one document]' '--timeout[how long to wait]:time:' \
             "*:notification:($notifications)" ;;
+        record) _arguments '1:file:_files' ;;
+        diff) _arguments '--tolerance[of times]:time:' '1:file:_files' '2:file:_files' ;;
         batch) _arguments '--stream[send each line as it comes]' '1:file:_files' ;;
         completion) _arguments '1:shell:(bash zsh)' ;;
     esac

@@ -25,8 +25,10 @@ constexpr char kExamples[] = R"(Examples:
   soundctl send cmdVolumeSet --json '{"field2": 30}' --expect onVolumeInfoNotify
   soundctl monitor onVolumeInfoNotify onMuteInfoNotify
   soundctl monitor --json > notifications.jsonl
+  soundctl record evening.session
+  soundctl diff evening.session morning.session
   soundctl state onCapabilityNotify
-  soundctl batch evening.jsonl
+  soundctl batch commands.jsonl
   mosquitto_sub -t tv/sound | soundctl batch --stream -
   source <(soundctl completion bash)
 
@@ -120,6 +122,28 @@ void declareState(CLI::App& app, Action& action) {
     asking->callback([&action, options] { action = [options] { state(*options); }; });
 }
 
+void declareRecord(CLI::App& app, Action& action) {
+    auto const path = std::make_shared<std::string>();
+    CLI::App* const recording =
+        app.add_subcommand("record", "Records notifications and their times, until Ctrl-C");
+    recording->add_option("FILE", *path, "the session's file to write")->required();
+    recording->callback([&action, path] { action = [path] { record(*path); }; });
+}
+
+void declareDiff(CLI::App& app, Action& action) {
+    auto const options = std::make_shared<DiffOptions>();
+    CLI::App* const comparing = app.add_subcommand("diff", "Compares two recorded sessions");
+    comparing->footer(
+        "Prints what only the first has behind -, what only the second has behind +. The status "
+        "is\n"
+        "0 when there is nothing of either, 1 when they differ, 2 when one cannot be read.");
+    comparing->add_option("A", options->first, "a session's file")->required();
+    comparing->add_option("B", options->second, "another")->required();
+    tools::addTimeOption(*comparing, "--tolerance", options->tolerance, 0,
+                         "by how much times may differ, as 2, 2s or 500ms; 100ms when not given");
+    comparing->callback([&action, options] { action = [options] { diff(*options); }; });
+}
+
 void declareBatch(CLI::App& app, Action& action) {
     auto const options = std::make_shared<BatchOptions>();
     CLI::App* const batching = app.add_subcommand("batch", "Sends what a file says");
@@ -156,7 +180,7 @@ void runProgram(int argc, char** argv) {
     app.fallthrough();  // they may stand behind the subcommand, too
     Action action;
     for (auto* const declare : {declareList, declareSend, declareMonitor, declareState,
-                                declareBatch, declareCompletion}) {
+                                declareRecord, declareDiff, declareBatch, declareCompletion}) {
         declare(app, action);
     }
     try {

@@ -1,25 +1,13 @@
-#include <poll.h>
-#include <pthread.h>
-#include <sys/signalfd.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <chrono>
-#include <cmath>
-#include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <ctime>
 
-#include "Client.h"
-#include "ConnectionWatcher.h"
-#include "errors.h"
 #include "format.h"
 #include "message_json.h"
-#include "service_address.h"
 #include "subcommands.h"
+#include "until_ended.h"
 
 namespace sound::control {
 
@@ -45,46 +33,18 @@ void print(bool json, reflection::Notification const& notification, tools::Json 
     std::fflush(stdout);
 }
 
-/// Says when the service comes and goes, until one of the signals arrives or the reader of
-/// standard output has gone.
-void waitForEnd(sigset_t const& signals) {
-    bool present = true;
-    constexpr int kInterval = 500;  // in milliseconds
-    std::array<pollfd, 2> watched{
-        {{signalfd(-1, &signals, SFD_CLOEXEC), POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
-    if (watched[0].fd < 0) throw tools::Failure(std::string("no signalfd: ") + strerror(errno));
-    // Negative when the process was stopped and goes on.
-    while (poll(watched.data(), watched.size(), kInterval) <= 0) {
-        if (isConnected() == present) continue;
-        present = !present;
-        std::fprintf(stderr, "soundctl: %s sound service at %s%s\n", present ? "found the" : "no",
-                     tools::serviceAddress().c_str(), present ? "" : "; waiting for it");
-    }
-}
-
 }  // namespace
 
 void monitor(MonitorOptions const& options) {
     auto const& names = options.names;
     for (std::string const& name : names) reflection::findNotification(name);
-    // Blocked in every thread, for this one to wait for.
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-
-    watchConnection();
-    Client client;
-    client.listen([&names, json = options.json](reflection::Notification const& notification,
-                                                tools::Json const& arguments) {
+    listenUntilEnded([&names, json = options.json](reflection::Notification const& notification,
+                                                   tools::Json const& arguments) {
         if (names.empty() ||
             std::find(names.begin(), names.end(), notification.name) != names.end()) {
             print(json, notification, arguments);
         }
     });
-    waitForEnd(signals);
-    client.listen(nullptr);
 }
 
 }  // namespace sound::control

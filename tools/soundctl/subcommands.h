@@ -39,6 +39,16 @@ struct StateOptions {
 /// is up.
 void state(StateOptions const& options);
 
+/// Records a session into a file until SIGINT or SIGTERM.
+void record(std::string const& path);
+
+struct DiffOptions {
+    std::string first, second;  ///< paths of recorded sessions
+    double tolerance = 0.1;     ///< in seconds
+};
+/// Prints what only one of two sessions has, and fails if there is anything.
+void diff(DiffOptions const& options);
+
 struct BatchOptions {
     std::string path;     ///< of a file of JSON lines, "-" for standard input
     bool stream = false;  ///< do each line as it comes, and answer it

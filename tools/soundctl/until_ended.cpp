@@ -1,0 +1,56 @@
+#include "until_ended.h"
+
+#include <poll.h>
+#include <pthread.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+
+#include "ConnectionWatcher.h"
+#include "errors.h"
+#include "service_address.h"
+
+namespace sound::control {
+
+namespace {
+
+/// Says when the service comes and goes, until one of the signals arrives or the reader of
+/// standard output has gone.
+void waitForEnd(sigset_t const& signals) {
+    bool present = true;
+    constexpr int kInterval = 500;  // in milliseconds
+    std::array<pollfd, 2> watched{
+        {{signalfd(-1, &signals, SFD_CLOEXEC), POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
+    if (watched[0].fd < 0) throw tools::Failure(std::string("no signalfd: ") + strerror(errno));
+    // Negative when the process was stopped and goes on.
+    while (poll(watched.data(), watched.size(), kInterval) <= 0) {
+        if (isConnected() == present) continue;
+        present = !present;
+        std::fprintf(stderr, "soundctl: %s sound service at %s%s\n", present ? "found the" : "no",
+                     tools::serviceAddress().c_str(), present ? "" : "; waiting for it");
+    }
+}
+
+}  // namespace
+
+void listenUntilEnded(NotificationSink const& sink) {
+    // Blocked in every thread, for this one to wait for.
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+
+    watchConnection();
+    Client client;
+    client.listen(sink);
+    waitForEnd(signals);
+    client.listen(nullptr);
+}
+
+}  // namespace sound::control
