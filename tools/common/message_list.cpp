@@ -9,6 +9,7 @@
 
 #include "errors.h"
 #include "sound/message_records.h"
+#include "sound/ServiceInterface.h"
 #include "suggest.h"
 
 namespace sound::reflection {

@@ -11,7 +11,10 @@
 #include <vector>
 
 #include "record_json.h"
-#include "sound/ServiceInterface.h"
+
+namespace sound {
+class ServiceInterface;
+}
 
 namespace sound::reflection {
 
