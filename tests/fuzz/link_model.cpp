@@ -34,13 +34,13 @@ public:
     bool chance(double probability) {
         return static_cast<double>(engine_() >> 11) * 0x1p-53 < probability;
     }
-    std::uint64_t number(std::uint64_t least, std::uint64_t most) {
-        return least + engine_() % (most - least + 1);
+    std::uint32_t number(std::uint32_t least, std::uint32_t most) {
+        return least + static_cast<std::uint32_t>(engine_() % (most - least + 1));
     }
     template <class Duration>
     Duration time(Duration least, Duration most) {
-        return Duration(number(static_cast<std::uint64_t>(least.count()),
-                               static_cast<std::uint64_t>(most.count())));
+        return Duration(number(static_cast<std::uint32_t>(least.count()),
+                               static_cast<std::uint32_t>(most.count())));
     }
 
 private:
@@ -54,18 +54,18 @@ struct Setup {
         if (random.chance(0.7)) {
             limits.acknowledgeDelay = random.time(1ms, 200ms);
             limits.acknowledgeAge = random.time(0ms, limits.acknowledgeDelay);
-            limits.acknowledgeCount = static_cast<std::uint32_t>(random.number(1, 20));
+            limits.acknowledgeCount = random.number(1, 20);
             limits.acknowledgeBytes = random.number(1, 20'000);
             limits.firstRetry = random.time(50ms, 400ms);
             limits.lastRetry = random.time(limits.firstRetry, 1500ms);
             limits.pingInterval = random.time(200ms, 2000ms);
             limits.pingRepeat = random.time(100ms, 1000ms);
-            limits.pingsUnanswered = static_cast<std::uint32_t>(random.number(1, 5));
+            limits.pingsUnanswered = random.number(1, 5);
             limits.maxInFlight = random.number(1, 40);
             limits.maxBytesInFlight = random.number(1, 70'000);
         }
         for (auto& capacity : capacities) {
-            capacity = static_cast<std::uint32_t>(random.number(1, random.chance(0.5) ? 8 : 300));
+            capacity = random.number(1, random.chance(0.5) ? 8 : 300);
         }
         isPerfect = random.chance(0.3);
         if (!isPerfect) {
@@ -123,7 +123,7 @@ private:
         Link link;
         std::uint32_t capacity;
         TimePoint heard;
-        std::uint64_t left = 0;  // to be sent
+        std::uint32_t left = 0;  // to be sent
         TimePoint submitAt;
         std::vector<Payload> messages;     // what was sent in this session
         std::uint32_t sent = 0;            // the first number that never went out
