@@ -53,11 +53,18 @@ public:
         return 0;
     }
 
-    /// @return what has been received when it is @p size bytes, or when 20 seconds have passed
-    std::vector<char> waitFor(std::size_t size) {
+    /// @return how much has been received when it is @p size bytes, or when 20 seconds have passed
+    std::size_t await(std::size_t size) {
         std::unique_lock lock(mutex_);
         changed_.wait_for(lock, 20s, [&] { return received_.size() >= size; });
         EXPECT_EQ(broken_, 0);
+        return received_.size();
+    }
+
+    /// @return what has been received by then
+    std::vector<char> waitFor(std::size_t size) {
+        await(size);
+        std::scoped_lock const lock(mutex_);
         return received_;
     }
 
@@ -128,12 +135,12 @@ TEST_F(ServiceTest, AKilledServiceHangsNoClientAndTheNextOneLeavesNothingBehind)
     switchAudioData(true);
     std::size_t enough = 0;
     for (int kills = 0; kills < 10; ++kills) {
-        enough = listener_->waitFor(enough + 100'000).size();
+        enough = listener_->await(enough + 100'000);
         service->signal(SIGKILL);
         service->status();
         service = startService(words);
     }
-    EXPECT_GE(listener_->waitFor(enough + 100'000).size(), enough + 100'000)
+    EXPECT_GE(listener_->await(enough + 100'000), enough + 100'000)
         << "without being asked for again";
     service->signal(SIGTERM);
     EXPECT_EQ(service->status(), 0);
