@@ -1,5 +1,7 @@
+#include <fcntl.h>
 #include <fnmatch.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -72,6 +74,19 @@ TEST_F(DebugLog, LineHasTimeLevelAndComponentAndStaysOneLine) {
     std::getline(output, line);
     EXPECT_NE(line.find("warning 0001 " + std::string(3000, 'x')), std::string::npos);
     EXPECT_FALSE(std::getline(output, line));
+}
+
+TEST_F(DebugLog, ErrnoStaysThatOfTheCallBefore) {
+    int const standardError = dup(STDERR_FILENO);
+    int const full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    ASSERT_TRUE(wants(kCspDebugError));
+    dup2(full, STDERR_FILENO);
+    errno = ENOENT;
+    cspDebugOutput0("%s\n", "cannot be written");
+    EXPECT_EQ(errno, ENOENT);
+    dup2(standardError, STDERR_FILENO);
+    close(standardError);
+    close(full);
 }
 
 TEST_F(DebugLog, LinesOfSeveralThreadsDoNotMixAndThoseThatRepeatAreCounted) {

@@ -1,5 +1,9 @@
 #include <sys/wait.h>
 
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
 #include "test_support.h"
 
 namespace desktop::test {
@@ -25,15 +29,16 @@ TEST_F(Framework, FailedStartLeavesNoNewMemberAndTheOldOnesAsTheyWere) {
     old->registerInterface(&oldInterface, "name");
 
     Inbox second;
+    auto* const first = new Member(&second);
     auto* const good = new Member(&second);
     auto* const bad = new Member(&second);
     good->registerInterface(&newInterface, "name");
     bad->startStatus = -77;
     Member::destroyed = 0;
-    Member::stopped = 0;
-    EXPECT_EQ(startMembers({good, bad}), -77);
-    EXPECT_EQ(Member::destroyed, 2);
-    EXPECT_EQ(Member::stopped, 1) << "only the one that had started";
+    Member::stopped.clear();
+    EXPECT_EQ(startMembers({first, good, bad}), -77);
+    EXPECT_EQ(Member::destroyed, 3);
+    EXPECT_EQ(Member::stopped, (std::vector{good, first})) << "who has started, the last one first";
     old->unregisterInterface(&newInterface);
     EXPECT_EQ(findInterface("name"), &oldInterface);
 
@@ -86,6 +91,28 @@ TEST_F(Framework, MemberIsDestroyedOnlyWhenNoNotificationCanReachIt) {
     }
     enough = true;
     sender.join();
+}
+
+TEST_F(Framework, SignalsStayWithTheHostsThreads) {
+    connect();
+    int threads = 0;
+    for (auto const& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::string line;
+        std::getline(std::ifstream(task.path() / "comm"), line);
+        if (line != "transport" && line != "delivery") continue;
+        ++threads;
+        std::ifstream status(task.path() / "status");
+        while (std::getline(status, line) && !line.starts_with("SigBlk:")) continue;
+        auto const blocked = std::stoull(line.substr(7), nullptr, 16);
+        for (int const signal : {SIGTERM, SIGINT, SIGCHLD, SIGUSR1, SIGALRM}) {
+            EXPECT_NE(blocked >> (signal - 1) & 1U, 0U) << signal;
+        }
+        EXPECT_EQ(blocked >> (SIGSEGV - 1) & 1U, 0U);
+    }
+    EXPECT_EQ(threads, 4) << "of a service and of a client";
+    sigset_t own;
+    pthread_sigmask(SIG_BLOCK, nullptr, &own);
+    EXPECT_EQ(sigismember(&own, SIGTERM), 0);
 }
 
 TEST_F(Framework, ReceiverThatThrowsIsFollowedByTheNextMessage) {

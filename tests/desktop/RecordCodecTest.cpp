@@ -75,6 +75,13 @@ TEST(RecordCodec, RefusesEveryTruncationExcessAndLengthThatLies) {
     }
     wire.push_back(0);
     EXPECT_NE(decodeRecord(kOuter, wire, record), nullptr);
+
+    cspEndianEntry_t const entries[] = {kInnerEntries[1], kInnerEntries[2]};
+    cspEndianTable_t const lone{1 + kTextSize, entries};
+    for (auto const length : Bytes{2, 3, 1}) {
+        Bytes text2{0, 0, 0, length, 'a', 'b'};
+        EXPECT_EQ(decodeRecord(lone, text2, record) == nullptr, length == 2);
+    }
 }
 
 TEST(RecordCodec, RecordWithoutEntriesTakesNoBytesAndArrivesAsZeros) {

@@ -128,27 +128,6 @@ TEST_F(Transport, ClientFindsARestartedServiceAndServiceSeesClientsGo) {
     EXPECT_TRUE(eventually([&] { return gone_ == 1; }));
 }
 
-TEST_F(Transport, CommandThatMeetsAServiceWithoutMemoryOfTheClientIsSentAgain) {
-    // A service that welcomes and then is replaced without a goodbye.
-    auto crashed = std::make_unique<LocalSocket>();
-    address_ = crashed->address();
-    setenv("LMQR2_UDPHOST", address_.c_str(), 1);
-    auto* const member = startMember(notifications_);
-    std::string client;
-    DatagramHeader hello{};
-    ASSERT_EQ(decodeHeader(crashed->receive(client), hello), nullptr);
-    ASSERT_EQ(hello.kind, Kind::kHello);
-    crashed->send(client, datagram({Kind::kWelcome, hello.session, 0, 0, 10}));
-    ASSERT_TRUE(eventually([&] { return member->connected == 1; }));
-    crashed.reset();
-
-    startService();
-    EXPECT_EQ(member->send(5), 0);
-    ASSERT_TRUE(commands_.await(1));
-    EXPECT_TRUE(eventually([&] { return member->connected == 2; }));
-    EXPECT_EQ(member->disconnectError, -ECONNRESET);
-}
-
 TEST_F(Transport, AStreamOutlivesTheSessionAndItsAnnouncementsDoNot) {
     ASSERT_EQ(declareStream(kSwitch, kAnnouncement), 0);
     auto* const member = startMember(notifications_);
@@ -203,25 +182,23 @@ TEST_F(Transport, GarbageChangesNothing) {
     EXPECT_LE(std::count(log.begin(), log.end(), '\n'), 3) << log;
 }
 
-TEST_F(Transport, ClientThatStopsReadingIsDroppedAndTheOthersLoseNothing) {
-    connect();
-    LocalSocket const mute;
-    mute.send(address_, datagram({Kind::kHello, 77, 0, 0, 10}));
-    std::string from;
-    ASSERT_FALSE(mute.receive(from).empty());
-
-    testing::internal::CaptureStderr();
-    std::uint32_t count = 0;
-    for (; count < 1500; ++count) {
-        ASSERT_EQ(notify(count), 0);
-        ASSERT_TRUE(count % 500 != 0 || notifications_.await(count));
+TEST_F(Transport, AStringMayEndWithTheLargestDatagramAndNotOneByteBeyond) {
+    static constexpr cspEndianEntry_t kEntries[] = {
+        {0, kCspEndianNested, {.nested = &__csp_EndianTable_cspDeserString_t}},
+        {0, kCspEndianEnd, {.word = UINTPTR_MAX}}};
+    constexpr cspEndianTable_t kText{sizeof(cspDeserString_t), kEntries};
+    constexpr frameLmqMessageHeader_t kHeader{0xFFFFFFFF, 0x11, 11, 0};
+    constexpr std::uint32_t kMost = 65507 - 28 - 24 - 4;
+    auto* const member = connect();
+    frameLmqIOServiceRegisterMessageHandlerFunction(service_->ioModule(), kHeader, &Inbox::receive,
+                                                    &commands_, &kText);
+    std::string text(kMost + 1, 'x');
+    for (auto const& [length, status] : {std::pair{kMost, 0}, {kMost + 1, -EMSGSIZE}}) {
+        cspDeserString_t const record{length, text.data()};
+        EXPECT_EQ(member->send(kHeader, kText, &record), status);
     }
-    EXPECT_TRUE(eventually([&] { return gone_ == 1; }));
-    EXPECT_TRUE(notifications_.await(count));
-    EXPECT_EQ(notifications_.numbers(), countTo(count));
-    EXPECT_NE(testing::internal::GetCapturedStderr().find(mute.address() +
-                                                          " is 1500 notifications behind: dropped"),
-              std::string::npos);
+    ASSERT_TRUE(commands_.await(1));
+    EXPECT_EQ(commands_.numbers(), std::vector{kMost}) << "the record begins with the length";
 }
 
 }  // namespace

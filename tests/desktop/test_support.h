@@ -110,7 +110,7 @@ public:
     }
     std::int32_t performStarting() override { return startStatus; }
     std::int32_t performStopping() override {
-        ++stopped;
+        stopped.push_back(this);
         return 0;
     }
     void onIOConnectionConnected() override { ++connected; }
@@ -123,6 +123,11 @@ public:
                       frameLmqMessageHeader_t const& header = kCommand) const {
         return sendNumber(lmqIOModule(), header, number);
     }
+    std::int32_t send(frameLmqMessageHeader_t const& header, cspEndianTable_t const& table,
+                      void const* record) const {
+        return frameLmqIOServiceSendStructure(lmqIOModule(), frame::MsgIds::none, header, nullptr,
+                                              &table, record);
+    }
     using AbstractComponent::registerInterface;
     using AbstractComponent::unregisterInterface;
 
@@ -130,7 +135,7 @@ public:
     std::atomic<int> connected = 0;
     std::atomic<int> disconnected = 0;
     std::atomic<int> disconnectError = 1;
-    static inline std::atomic<int> stopped = 0;
+    static inline std::vector<Member*> stopped;
     static inline std::atomic<int> destroyed = 0;
 
 private:
