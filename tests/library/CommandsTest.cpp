@@ -6,28 +6,24 @@ namespace {
 
 using testing::ElementsAre;
 
-struct ExpectedCommand {
+struct Command {
     char const* name;
-    std::uint32_t identifier;
-    std::size_t bytes;
-    char const* fields;
     std::int32_t (*call)(sound::ServiceInterface&, frame::MsgIds&, unsigned pass);
 };
 
-ExpectedCommand const kCommands[] = {
-#define AUDVIK_EXPECTED_COMMAND(NAME, IDENTIFIER, BYTES, FIELDS)                        \
-    {#NAME, IDENTIFIER, BYTES, FIELDS,                                                  \
-     [](sound::ServiceInterface& service, frame::MsgIds& msgIds, unsigned pass) {       \
-         return callFilled(&sound::ServiceInterface::cmd##NAME, service, msgIds, pass); \
+Command const kCommands[] = {
+#define AUDVIK_COMMAND(NAME, ...)                                                        \
+    {#NAME, [](sound::ServiceInterface& service, frame::MsgIds& msgIds, unsigned pass) { \
+         return callFilled(&sound::ServiceInterface::cmd##NAME, service, msgIds, pass);  \
      }},
-#include "expected_interface.def"
+#include "sound/messages.def"
 };
 
-class CommandTest : public ProxyTest, public testing::WithParamInterface<ExpectedCommand> {};
+class CommandTest : public ProxyTest, public testing::WithParamInterface<Command> {};
 
 TEST_P(CommandTest, sendsItsRecord) {
-    ExpectedCommand const& command = GetParam();
-    std::string const name = command.name;
+    std::string const name = GetParam().name;
+    auto const& command = expected("command", name);
     cspEndianTable_t const* const table = exportedTable("soundMsgCmd" + name + "_t");
     expectTable(table, command.fields);
 
@@ -36,7 +32,7 @@ TEST_P(CommandTest, sendsItsRecord) {
         platform().log.clear();
         auto const status = static_cast<std::int32_t>(pass) - 4;
         platform().onSend = [=](auto const&) { return status; };
-        EXPECT_EQ(command.call(*service_, msgIds_, pass), status);
+        EXPECT_EQ(GetParam().call(*service_, msgIds_, pass), status);
 
         ASSERT_EQ(platform().sent.size(), 1U);
         recording::Message const& message = platform().sent.front();
@@ -51,14 +47,14 @@ TEST_P(CommandTest, sendsItsRecord) {
         EXPECT_THAT(platform().log,
                     ElementsAre(proxyLine(kCspDebugTrace, "cmd" + name, "Called.\n")));
 
-        PackedRecord const expected = expectedRecord(command.fields, pass);
-        std::size_t const growth = expected.texts.size() * (sizeof(void*) - 4);
+        PackedRecord const packed = expectedRecord(command.fields, pass);
+        std::size_t const growth = packed.texts.size() * (sizeof(void*) - 4);
         EXPECT_EQ(message.record.size(), command.bytes + growth);
         EXPECT_EQ(withoutAddresses(message.record, command.fields),
-                  withoutAddresses(expected.bytes, command.fields));
-        ASSERT_EQ(message.strings.size(), expected.texts.size());
+                  withoutAddresses(packed.bytes, command.fields));
+        ASSERT_EQ(message.strings.size(), packed.texts.size());
         auto sent = message.strings.begin();
-        for (std::string const& text : expected.texts) {
+        for (std::string const& text : packed.texts) {
             EXPECT_EQ(sent->text, text);
             EXPECT_EQ(sent->terminator, '\0');
             ++sent;

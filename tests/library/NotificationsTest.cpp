@@ -12,26 +12,21 @@ constexpr std::uint32_t kAudiolinkTestInfo = 0x2867127D;
 constexpr std::uint32_t kAudioData = 0x2867127F;
 constexpr std::uint32_t kAudioCertVer = 0x28671280;
 
-struct ExpectedNotification {
+struct Notification {
     char const* name;
-    std::uint32_t identifier;
-    std::size_t bytes;
-    char const* fields;
     frameLmqMessageHandler_t receiver;
 };
 
-ExpectedNotification const kNotifications[] = {
-#define AUDVIK_EXPECTED_NOTIFICATION(NAME, IDENTIFIER, BYTES, FIELDS) \
-    {#NAME, IDENTIFIER, BYTES, FIELDS, &sound::Proxy::callOn##NAME##Notify},
-#include "expected_interface.def"
+Notification const kNotifications[] = {
+#define AUDVIK_NOTIFICATION(NAME, ...) {#NAME, &sound::Proxy::callOn##NAME##Notify},
+#include "sound/messages.def"
 };
 
-class NotificationTest : public ProxyTest,
-                         public testing::WithParamInterface<ExpectedNotification> {};
+class NotificationTest : public ProxyTest, public testing::WithParamInterface<Notification> {};
 
 TEST_P(NotificationTest, reachesEveryClientInOrder) {
-    ExpectedNotification const& notification = GetParam();
-    std::string const name = notification.name;
+    std::string const name = GetParam().name;
+    auto const& notification = expected("notification", name);
     std::size_t const number = notification.identifier - 0x2867126B;
     cspEndianTable_t const* const table = exportedTable("soundMsgOn" + name + "Notify_t");
     expectTable(table, notification.fields);
@@ -43,7 +38,7 @@ TEST_P(NotificationTest, reachesEveryClientInOrder) {
     EXPECT_EQ(receiver.header.interfaceCode, 0x1CCD7774U);
     EXPECT_EQ(receiver.header.messageId, notification.identifier);
     EXPECT_EQ(receiver.header.notification, 1);
-    EXPECT_EQ(receiver.function, notification.receiver);
+    EXPECT_EQ(receiver.function, GetParam().receiver);
     EXPECT_EQ(receiver.context, static_cast<sound::Proxy*>(platform().members.front().get()));
     EXPECT_EQ(receiver.table, table);
 

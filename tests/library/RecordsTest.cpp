@@ -1,4 +1,29 @@
 // The packed forms of the 83 records.
+#include <string>
+#include <vector>
+
+namespace records_test {
+
+/// A record, as it is declared.
+struct Record {
+    std::string name;
+    std::vector<unsigned char> (*construct)(unsigned char before);
+    void (*packAndUnpack)(std::string_view fields);
+};
+std::vector<Record>& records() {
+    static std::vector<Record> records;
+    return records;
+}
+template <class Plain, class Form>
+bool list(char const* name);
+
+}  // namespace records_test
+
+// Each declaration puts its record into the list.
+#define AUDVIK_DEFINE_PACKED(NAME) \
+    static bool const listed_##NAME = records_test::list<NAME, _##NAME##_struct>(#NAME);
+#include "sound/records.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -72,56 +97,56 @@ std::vector<unsigned char> construct(unsigned char before) {
     return {memory, memory + sizeof(Form)};
 }
 
-struct ExpectedRecord {
-    char const* name;
-    std::size_t bytes;
-    std::size_t entries;
-    char const* fields;
-    std::vector<unsigned char> (*construct)(unsigned char before);
-    void (*packAndUnpack)(std::string_view fields);
-};
+}  // namespace
 
-ExpectedRecord const kRecords[] = {
-#define AUDVIK_EXPECTED_RECORD(NAME, BYTES, ENTRIES, FIELDS) \
-    {#NAME,                                                  \
-     BYTES,                                                  \
-     ENTRIES,                                                \
-     FIELDS,                                                 \
-     &construct<sound::_##NAME##_struct>,                    \
-     &packAndUnpack<sound::NAME, sound::_##NAME##_struct>},
-#include "expected_interface.def"
-};
+template <class Plain, class Form>
+bool records_test::list(char const* name) {
+    records().push_back({name, &construct<Form>, &packAndUnpack<Plain, Form>});
+    return true;
+}
 
-class RecordTest : public LibraryTest, public testing::WithParamInterface<ExpectedRecord> {};
+namespace {
+
+class RecordTest : public LibraryTest, public testing::WithParamInterface<records_test::Record> {
+protected:
+    Expected const& record_ = expected("record", GetParam().name);
+};
 
 TEST_P(RecordTest, tableListsItsFields) {
-    ExpectedRecord const& record = GetParam();
-    auto const fields = packedFieldsOf(record.fields);
+    auto const fields = packedFieldsOf(record_.fields);
     std::size_t strings = 0;
     for (PackedField const& field : fields) strings += field.type == "s" ? 1 : 0;
-    EXPECT_EQ(packedSize(record.fields), record.bytes + strings * (sizeof(void*) - 4));
-    EXPECT_EQ(fields.size(), record.entries);
-    expectTable(exportedTable("serializable_" + std::string(record.name)), record.fields);
+    EXPECT_EQ(packedSize(record_.fields), record_.bytes + strings * (sizeof(void*) - 4));
+    EXPECT_EQ(fields.size(), record_.entries);
+    expectTable(exportedTable("serializable_" + GetParam().name), record_.fields);
 }
 
 TEST_P(RecordTest, constructionLeavesSomeFieldsUnwritten) {
-    ExpectedRecord const& record = GetParam();
     for (auto const before : std::vector<unsigned char>{0x00, 0xA5, 0xFF}) {
-        std::vector<unsigned char> expected(packedSize(record.fields));
-        for (PackedField const& leaf : leavesOf(record.fields)) {
+        std::vector<unsigned char> expected(packedSize(record_.fields));
+        for (PackedField const& leaf : leavesOf(record_.fields)) {
             if (!leaf.unwritten) continue;
             std::memset(expected.data() + leaf.offset, before, leaf.width);
         }
-        EXPECT_EQ(record.construct(before), expected);
+        EXPECT_EQ(GetParam().construct(before), expected);
     }
 }
 
 TEST_P(RecordTest, packsAndUnpacksEveryField) {
-    GetParam().packAndUnpack(GetParam().fields);
+    GetParam().packAndUnpack(record_.fields);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, RecordTest, testing::ValuesIn(kRecords),
+INSTANTIATE_TEST_SUITE_P(All, RecordTest, testing::ValuesIn(records_test::records()),
                          [](auto const& tested) { return tested.param.name; });
+
+TEST(RecordsTest, theInterfaceHasWhatIsExpectedAndNothingElse) {
+    auto found = records_test::records().size();
+#define AUDVIK_COMMAND(...) ++found;
+#define AUDVIK_NOTIFICATION(...) ++found;
+#include "sound/messages.def"
+    EXPECT_EQ(found, expectedInterface().size());
+    EXPECT_EQ(found, 83U + 53U + 22U);
+}
 
 std::vector<unsigned char> words(std::initializer_list<std::uint32_t> values) {
     std::vector<unsigned char> bytes(values.size() * sizeof *values.begin());

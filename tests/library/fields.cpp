@@ -6,20 +6,15 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
-#include <map>
+#include <fstream>
 #include <sstream>
 
 namespace {
 
-std::map<std::string, char const*> const kFieldsOfRecord = {
-#define AUDVIK_EXPECTED_RECORD(NAME, BYTES, ENTRIES, FIELDS) {#NAME, FIELDS},
-#include "expected_interface.def"
-};
-
 std::size_t widthOf(std::string const& type) {
     if (type == "b") return 1;
     if (type == "s") return 4 + sizeof(void*);
-    return type.size() == 1 ? 4 : packedSize(kFieldsOfRecord.at(type));
+    return type.size() == 1 ? 4 : packedSize(expected("record", type).fields);
 }
 
 template <class Type>
@@ -28,6 +23,31 @@ void put(std::vector<unsigned char>& bytes, std::size_t offset, Type value) {
 }
 
 }  // namespace
+
+std::map<std::pair<std::string, std::string>, Expected> const& expectedInterface() {
+    static auto const entries = [] {
+        std::map<std::pair<std::string, std::string>, Expected> read;
+        std::ifstream file(EXPECTED_INTERFACE);
+        for (std::string line; std::getline(file, line);) {
+            std::istringstream words(line);
+            std::string kind;
+            std::string name;
+            Expected entry{};
+            words >> kind >> name;
+            if (kind != "record") words >> std::hex >> entry.identifier >> std::dec;
+            words >> entry.bytes;
+            if (kind == "record") words >> entry.entries;
+            std::getline(words, entry.fields);
+            if (!kind.empty() && kind != "#") read[{kind, name}] = entry;
+        }
+        return read;
+    }();
+    return entries;
+}
+
+Expected const& expected(std::string const& kind, std::string const& name) {
+    return expectedInterface().at({kind, name});
+}
 
 std::vector<PackedField> packedFieldsOf(std::string_view description) {
     std::vector<PackedField> fields;
@@ -54,7 +74,7 @@ std::vector<PackedField> leavesOf(std::string_view description) {
             leaves.push_back(field);
             continue;
         }
-        for (PackedField leaf : leavesOf(kFieldsOfRecord.at(field.type))) {
+        for (PackedField leaf : leavesOf(expected("record", field.type).fields)) {
             leaf.offset += field.offset;
             leaves.push_back(leaf);
         }
@@ -118,22 +138,12 @@ std::vector<std::string> expectedText(std::string_view description, unsigned pas
     std::vector<std::string> text;
     unsigned n = 0;
     for (PackedField const& leaf : leavesOf(description)) {
-        switch (leaf.type.front()) {
-            case 'b':
-                write(byteValue(pass, n), text);
-                break;
-            case 't':
-                write(flagValue(pass, n), text);
-                break;
-            case 's':
-                write(textValue(pass, n), text);
-                break;
-            case 'q':
-                write(std::int64_t{static_cast<std::int32_t>(wordValue(pass, n))}, text);
-                break;
-            default:
-                write(wordValue(pass, n), text);
-        }
+        auto const word = wordValue(pass, n);
+        text.push_back(leaf.type == "s"   ? textValue(pass, n)
+                       : leaf.type == "b" ? std::to_string(byteValue(pass, n))
+                       : leaf.type == "t" ? std::to_string(flagValue(pass, n))
+                       : leaf.type == "q" ? std::to_string(static_cast<std::int32_t>(word))
+                                          : std::to_string(word));
         ++n;
     }
     return text;
@@ -144,21 +154,16 @@ PackedRecord expectedRecord(std::string_view description, unsigned pass) {
     record.bytes.resize(std::max<std::size_t>(packedSize(description), 1));
     unsigned n = 0;
     for (PackedField const& leaf : leavesOf(description)) {
-        switch (leaf.type.front()) {
-            case 'b':
-                put(record.bytes, leaf.offset, byteValue(pass, n));
-                break;
-            case 't':
-                put(record.bytes, leaf.offset, std::uint32_t{flagValue(pass, n) ? 1U : 0U});
-                break;
-            case 's': {
-                std::string& text = record.texts.emplace_back(textValue(pass, n));
-                put(record.bytes, leaf.offset, static_cast<std::uint32_t>(text.size()));
-                put(record.bytes, leaf.offset + 4, text.data());
-                break;
-            }
-            default:
-                put(record.bytes, leaf.offset, wordValue(pass, n));
+        if (leaf.type == "b") {
+            put(record.bytes, leaf.offset, byteValue(pass, n));
+        } else if (leaf.type == "t") {
+            put(record.bytes, leaf.offset, std::uint32_t{flagValue(pass, n)});
+        } else if (leaf.type == "s") {
+            std::string& text = record.texts.emplace_back(textValue(pass, n));
+            put(record.bytes, leaf.offset, static_cast<std::uint32_t>(text.size()));
+            put(record.bytes, leaf.offset + 4, text.data());
+        } else {
+            put(record.bytes, leaf.offset, wordValue(pass, n));
         }
         ++n;
     }

@@ -9,14 +9,30 @@
 #include <cstddef>
 #include <cstdint>
 #include <list>
+#include <map>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "csp/endian.h"
 
-/// A field of a packed record; its type is spelt as in expected_interface.def.
+/// What expected_interface.txt says of a record or message.
+struct Expected {
+    std::uint32_t identifier;  ///< of a message
+    std::size_t bytes;
+    std::size_t entries;  ///< of a record's table
+    std::string fields;
+};
+
+/// All of it, by kind and name: {"record", "soundGain_t"}.
+std::map<std::pair<std::string, std::string>, Expected> const& expectedInterface();
+
+/// @throws std::out_of_range when nothing of that kind and name is expected
+Expected const& expected(std::string const& kind, std::string const& name);
+
+/// A field of a packed record; its type is spelt as in expected_interface.txt.
 struct PackedField {
     std::string type;
     bool unwritten;  ///< by default construction
