@@ -100,6 +100,18 @@ TEST_F(LinkTest, RepeatsAtOnceWhatThePeerMissesOnceUntilThereIsProgress) {
     EXPECT_EQ(says(), "");
 }
 
+TEST_F(LinkTest, CountsTheTimeToTheFirstRepetitionFromTheMessage) {
+    link_.restart(2, now_);
+    now_ += 1s;
+    link_.sendFirst(newPayload(), now_);
+    hear(Kind::kWelcome, 0);
+    EXPECT_EQ(says(), "D0");
+    now_ += 299ms;
+    EXPECT_EQ(says(), "");
+    now_ += 1ms;
+    EXPECT_EQ(says(), "D0");
+}
+
 TEST_F(LinkTest, SendsAWindowOfMessagesAndOneOfBytes) {
     for (auto const& [size, count] : {std::pair{4, 32}, {16384, 4}, {16385, 3}, {65507, 1}}) {
         link_ = Link(1, 1, {}, now_);

@@ -21,11 +21,12 @@ namespace {
 class Allocations {
 public:
     /// @param failing  the number of the allocation that fails, from 0; none when negative
-    explicit Allocations(int failing = -1) : failing_(failing) { current = this; }
-    ~Allocations() { current = nullptr; }
+    explicit Allocations(int failing) : failing_(failing) { current = this; }
+    ~Allocations() { stop(); }
     Allocations(Allocations const&) = delete;
     Allocations& operator=(Allocations const&) = delete;
 
+    static void stop() { current = nullptr; }
     static Allocations* watching() { return recording::isRecording() ? nullptr : current; }
 
     bool allows() { return made_++ != failing_; }
@@ -75,10 +76,24 @@ void free(void* memory) noexcept {
 
 namespace {
 
-using testing::IsEmpty;
+/// What happened to the heap meanwhile.
+struct Outcome {
+    int made;
+    bool failed;
+    std::vector<void const*> freed;
+};
+
+/// @param failing  the number of the allocation that fails; none when negative
+template <class Action>
+Outcome watch(Action const& action, int failing = -1) {
+    Allocations const allocations(failing);
+    action();
+    Allocations::stop();
+    return {allocations.made(), allocations.failed(), allocations.freed()};
+}
 
 class AllocationTest : public ProxyTest {
-protected:
+public:
     /// The addresses of the strings in the last message, last one first.
     static std::vector<void const*> copiesBackwards() {
         std::vector<void const*> copies;
@@ -88,79 +103,57 @@ protected:
         return copies;
     }
 
-    sound::soundDTSVirtualXParams_t const twoStrings_{1, "the first text", "the second text"};
-    sound::zelmoSoundTestParams_t const oneString_{"text"};
+    std::int32_t sendText() { return service_->cmdAudiolinkTest(msgIds_, transport_, text_); }
+    std::int32_t sendOne() { return service_->cmdZelmoSoundTest(msgIds_, transport_, one_); }
+    std::int32_t sendTwo() {
+        return service_->cmdSoundDTSSet_VirtualXParams(msgIds_, transport_, two_);
+    }
+
+    std::string const text_ = "text";
+    sound::zelmoSoundTestParams_t const one_{"text"};
+    sound::soundDTSVirtualXParams_t const two_{1, "the first text", "the second text"};
 };
 
 TEST_F(AllocationTest, commandsWithoutStringsAllocateNothing) {
     sound::soundDap_t const largest{};
-    Allocations const allocations;
-    service_->cmdVolumeSet(msgIds_, transport_, {});
-    service_->cmdDAPParams(msgIds_, transport_, largest);
-    service_->cmdEnabelSoundAudioDataCB(msgIds_, transport_, true);
-    service_->cmdInitAMP(msgIds_, transport_);
-    EXPECT_EQ(allocations.made(), 0);
+    auto const outcome = watch([&] {
+        service_->cmdVolumeSet(msgIds_, transport_, {});
+        service_->cmdDAPParams(msgIds_, transport_, largest);
+        service_->cmdEnabelSoundAudioDataCB(msgIds_, transport_, true);
+        service_->cmdInitAMP(msgIds_, transport_);
+    });
+    EXPECT_EQ(outcome.made, 0);
 }
 
 TEST_F(AllocationTest, eachStringIsCopiedOnceAndFreedLastOneFirst) {
-    std::string const text = "text";
-    auto const expectCopies = [](int number, auto const& command) {
-        for (int const status : {0, -1}) {
-            platform().onSend = [status](auto const&) { return status; };
-            std::vector<void const*> freed;
-            {
-                Allocations const allocations;
-                EXPECT_EQ(command(), status);
-                EXPECT_EQ(allocations.made(), number);
-                freed = allocations.freed();
-            }
-            EXPECT_EQ(freed, copiesBackwards());
+    for (int const status : {0, -1}) {
+        platform().onSend = [status](auto const&) { return status; };
+        for (auto const& [number, send] : {std::pair{1, &AllocationTest::sendText},
+                                           {1, &AllocationTest::sendOne},
+                                           {2, &AllocationTest::sendTwo}}) {
+            auto const outcome = watch([&] { EXPECT_EQ((this->*send)(), status); });
+            EXPECT_EQ(outcome.made, number);
+            EXPECT_EQ(outcome.freed, copiesBackwards());
         }
-    };
-    expectCopies(1, [&] { return service_->cmdAudiolinkTest(msgIds_, transport_, text); });
-    expectCopies(1, [&] { return service_->cmdZelmoSoundTest(msgIds_, transport_, oneString_); });
-    expectCopies(2, [&] {
-        return service_->cmdSoundDTSSet_VirtualXParams(msgIds_, transport_, twoStrings_);
-    });
-}
-
-TEST_F(AllocationTest, stringsAreFreedWhenTheSendThrows) {
-    std::vector<void const*> freed;
-    platform().onSend = [](auto const&) -> std::int32_t { throw 1; };
-    {
-        Allocations const allocations;
-        EXPECT_ANY_THROW(service_->cmdSoundDTSSet_VirtualXParams(msgIds_, transport_, twoStrings_));
-        freed = allocations.freed();
     }
-    auto const copies = copiesBackwards();
+    platform().onSend = [](auto const&) -> std::int32_t { throw 1; };
+    auto freed = watch([&] { EXPECT_ANY_THROW(sendTwo()); }).freed;
     ASSERT_GE(freed.size(), 2U);
-    EXPECT_THAT(std::vector(freed.begin(), freed.begin() + 2), copies);
+    freed.resize(2);  // the exception itself is freed behind them
+    EXPECT_EQ(freed, copiesBackwards());
     EXPECT_EQ(service_->addClient(makeClient("A")), 0) << "no lock is held";
 }
 
 TEST_F(AllocationTest, withoutMemoryForACopyNothingIsSent) {
-    std::string const text = "text";
-    {
-        Allocations const allocations(0);
-        EXPECT_EQ(service_->cmdAudiolinkTest(msgIds_, transport_, text), -ENOMEM);
-        EXPECT_THAT(allocations.freed(), IsEmpty());
-    }
-    {
-        Allocations const allocations(0);
-        EXPECT_THROW(service_->cmdZelmoSoundTest(msgIds_, transport_, oneString_), std::bad_alloc);
-    }
+    auto const refused = watch([&] { EXPECT_EQ(sendText(), -ENOMEM); }, 0);
+    EXPECT_TRUE(refused.freed.empty());
+    watch([&] { EXPECT_THROW(sendOne(), std::bad_alloc); }, 0);
     for (int const failing : {0, 1}) {
-        std::size_t freed = 0;
-        {
-            Allocations const allocations(failing);
-            EXPECT_THROW(service_->cmdSoundDTSSet_VirtualXParams(msgIds_, transport_, twoStrings_),
-                         std::bad_alloc);
-            freed = allocations.freed().size();
-        }
-        // The exception itself is freed, too.
-        EXPECT_EQ(freed, static_cast<std::size_t>(failing) + 1);
+        auto const outcome = watch([&] { EXPECT_THROW(sendTwo(), std::bad_alloc); }, failing);
+        EXPECT_EQ(outcome.freed.size(), static_cast<std::size_t>(failing) + 1)
+            << "what was copied, and the exception";
     }
-    EXPECT_THAT(platform().sent, IsEmpty());
+    EXPECT_TRUE(platform().sent.empty());
 }
 
 /// Keeps nothing, so that it allocates nothing.
@@ -171,51 +164,37 @@ public:
 
 TEST_F(AllocationTest, aFanOutAllocatesTheCopyOfTheList) {
     PackedRecord const scalars = expectedRecord("soundParamsInfo_t", 1);
+    auto const deliver = [&] { platform().deliver(0x28671273, transport_, scalars.bytes.data()); };
     for (int const expected : {0, 1, 1}) {
-        {
-            Allocations const allocations;
-            platform().deliver(0x28671273, transport_, scalars.bytes.data());
-            EXPECT_EQ(allocations.made(), expected);
-            EXPECT_EQ(allocations.freed().size(), static_cast<std::size_t>(expected));
-        }
+        auto const outcome = watch(deliver);
+        EXPECT_EQ(outcome.made, expected);
+        EXPECT_EQ(outcome.freed.size(), static_cast<std::size_t>(expected));
         service_->addClient(boost::make_shared<SilentClient>());
     }
-    Allocations const allocations(0);
-    EXPECT_THROW(platform().deliver(0x28671273, transport_, scalars.bytes.data()), std::bad_alloc);
+    watch([&] { EXPECT_THROW(deliver(), std::bad_alloc); }, 0);
     EXPECT_EQ(service_->removeClient({}), -2) << "no lock is held";
 }
 
 TEST_F(AllocationTest, aListThatCannotGrowStaysAsItWas) {
     auto const client = makeClient("A");
-    {
-        Allocations const allocations(0);
-        EXPECT_THROW(service_->addClient(client), std::bad_alloc);
-    }
+    watch([&] { EXPECT_THROW(service_->addClient(client), std::bad_alloc); }, 0);
     EXPECT_EQ(client.use_count(), 1);
     EXPECT_EQ(service_->removeClient(client), -2);
 }
 
-TEST_F(AllocationTest, theFactoryReturnsNullWithoutMemory) {
+TEST_F(AllocationTest, startingWithoutMemoryGivesNullOrAStatus) {
     for (int const failing : {0, 1}) {
-        Allocations const allocations(failing);
-        EXPECT_EQ(CreateSoundProxy(), nullptr);
-        int const made = allocations.made();  // before the list of the freed ones is made
-        EXPECT_EQ(allocations.freed().size(), static_cast<std::size_t>(made - 1));
+        auto const outcome = watch([] { EXPECT_EQ(CreateSoundProxy(), nullptr); }, failing);
+        EXPECT_EQ(outcome.freed.size(), static_cast<std::size_t>(outcome.made - 1));
     }
-}
-
-TEST_F(AllocationTest, startingTheAgentWithoutMemoryGivesAStatus) {
     ASSERT_EQ(audioCB_init(0, nullptr), 0);  // the environment variable has its memory now
     for (int failing = 0;; ++failing) {
         ASSERT_LT(failing, 100);
         recording::resetPlatform();
-        Allocations const allocations(failing);
-        std::int32_t const status = audioCB_init(0, nullptr);
-        if (!allocations.failed()) {
-            EXPECT_EQ(status, 0);
-            break;
-        }
-        EXPECT_EQ(status, -ENOMEM) << "allocation " << failing;
+        std::int32_t status = 1;
+        auto const outcome = watch([&] { status = audioCB_init(0, nullptr); }, failing);
+        EXPECT_EQ(status, outcome.failed ? -ENOMEM : 0) << "allocation " << failing;
+        if (!outcome.failed) break;
     }
 }
 
