@@ -439,6 +439,36 @@ TEST_F(Soundctl, ARecordedSessionHasWhatWasHeardAndWhen) {
     EXPECT_EQ(full.status(), 1);
 }
 
+TEST_F(Soundctl, ASessionIsPlayedBackAsItWasRecorded) {
+    std::string const file = folder_.file("session");
+    auto const line = [](double at, std::string const& name, Json const& arguments) {
+        return tools::toText({{"at", at}, {"notification", name}, {"arguments", arguments}}) + '\n';
+    };
+    std::string text = "{\"session\": 1}\n" + line(0.5, "onNewNotify", {}) +
+                       line(0.6, "onMuteInfoNotify", {{"field9", 1}});
+    for (int i = 1; i <= 5; ++i) text += line(1 + i * 0.4, "onMuteInfoNotify", {{"field1", i}});
+    writeFile(file, text + line(3.1, "onSoundFlagsInfoNotify", {{"field1", 7}}));
+    startService({"--replay", file, "--speed", "4", "--loop"});
+    for (auto const* const complaint :
+         {":2: no notification that tells a state is called onNewNotify",
+          ":3: onMuteInfoNotify: field9"}) {
+        EXPECT_NE(service_->errors().find(file + complaint), std::string::npos)
+            << service_->errors();
+    }
+    Program monitor({AUDVIK_SOUNDCTL, "monitor", "--json"});
+    ASSERT_TRUE(monitor.says("onSoundFlags")) << monitor.errors();
+    auto const heard = linesOf(monitor.output());
+    ASSERT_EQ(heard.size(), 6U) << monitor.output();
+    EXPECT_EQ(heard[0]["arguments"], Json::parse(R"({"field1": 1, "field2": 0})"));
+    EXPECT_EQ(heard[4]["arguments"], Json::parse(R"({"field1": 5, "field2": 0})"));
+    EXPECT_NEAR(heard[4]["time"].get<double>() - heard[0]["time"].get<double>(), 0.4, 0.1);
+    // Once more; and what was told has become the state.
+    Program again({AUDVIK_SOUNDCTL, "monitor", "onMuteInfoNotify"});
+    EXPECT_TRUE(again.says(" onMuteInfoNotify field1=1 field2=0\n")) << again.errors();
+    auto const state = run({"state", "onSoundFlagsInfoNotify"});
+    EXPECT_EQ(state.output.find("onSoundFlagsInfoNotify field1=7"), 0U) << state.output;
+}
+
 TEST_F(Soundctl, DiffFindsWhatOnlyOneSessionHas) {
     auto const session = [this](std::string const& name,
                                 std::vector<std::pair<double, int>> const& messages) {

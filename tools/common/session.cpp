@@ -36,7 +36,7 @@ Session readSession(std::istream& input, std::size_t& number) {
     number = 1;
     auto const head = readLine(input, text) ? Json::parse(text, nullptr, false) : Json();
     if (!isHead(head)) throw UsageError("this is no session that soundctl record has written");
-    Session session{head.contains("interface") && head["interface"] == interfaceFingerprint(), {}};
+    Session session{!head.contains("interface") || head["interface"] == interfaceFingerprint(), {}};
     for (++number; readLine(input, text); ++number) {
         if (session.messages.size() == kMostMessages) throw UsageError("there is too much of it");
         double const earliest = session.messages.empty() ? 0 : session.messages.back().at;

@@ -34,6 +34,16 @@ std::int32_t Responder::announceAudioData(frame::TransportInfo const& client,
     return send<MessageId::onAudioDataNotify>(&client, {path, size});
 }
 
+void Responder::tell(std::string const& notification, tools::Json const& arguments) {
+    std::scoped_lock const lock(mutex_);
+    setState(state_, notification, arguments);
+#define AUDVIK_NOTIFICATION(NAME, ...)                                       \
+    if (notification == Message<MessageId::on##NAME##Notify>::kName) {       \
+        send<MessageId::on##NAME##Notify>(nullptr, state_.on##NAME##Notify); \
+    }
+#include "sound/messages.def"
+}
+
 template <MessageId kId>
 std::int32_t Responder::receive(frame::MsgMeta const& /*meta*/, frame::TransportInfo const& client,
                                 void const* record, void* context) {
@@ -47,6 +57,7 @@ std::int32_t Responder::receive(frame::MsgMeta const& /*meta*/, frame::Transport
 template <MessageId kId>
 void Responder::handle(frame::TransportInfo const& client, ArgumentsOf<kId> const& arguments) {
     log_.write("command", Message<kId>::kName, kId, &client, fieldsOf(arguments));
+    std::scoped_lock const lock(mutex_);
 #define AUDVIK_NOTIFICATION(NAME, RELATION, COMMAND, ...)                                  \
     if constexpr (kId == MessageId::cmd##COMMAND) {                                        \
         RELATION<MessageId::on##NAME##Notify>(client, arguments, state_.on##NAME##Notify); \

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <mutex>
 
 #include "MessageLog.h"
 #include "State.h"
@@ -22,6 +23,10 @@ public:
 
     /// Receives commands from an IO module and answers through it, until the module goes.
     void connect(void* ioModule);
+
+    /// Sets what a notification tells, and tells it to all clients. Any thread.
+    /// @throws std::runtime_error when setState() does
+    void tell(std::string const& notification, tools::Json const& arguments);
 
     /// Tells a client of a block of audio data. Any thread.
     /// @return what the transport returned
@@ -50,7 +55,8 @@ private:
     template <MessageId kId>
     std::int32_t send(frame::TransportInfo const* client, ArgumentsOf<kId> const& arguments);
 
-    State state_;
+    std::mutex mutex_;
+    State state_;  // guarded by mutex_
     Switch switchAudioData_;
     MessageLog& log_;
     void* ioModule_ = nullptr;

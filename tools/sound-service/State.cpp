@@ -6,7 +6,6 @@
 #include <string_view>
 #include <vector>
 
-#include "record_json.h"
 #include "suggest.h"
 #include "text_input.h"
 
@@ -31,7 +30,17 @@ void refuseUnknown(std::string const& name) {
                              (nearest.empty() ? "" : "; did you mean " + nearest + "?"));
 }
 
-void preset(State& state, std::string const& name, tools::Json const& arguments) {
+tools::Json readJson(std::string const& path) {
+    std::ifstream file(path);
+    if (!file) throw std::runtime_error("cannot be read");
+    auto json = tools::parseJson(tools::readText(file));
+    if (json.is_object()) return json;
+    throw std::runtime_error(R"(expected is an object like {"onMuteInfoNotify": {"field1": 1}})");
+}
+
+}  // namespace
+
+void setState(State& state, std::string const& name, tools::Json const& arguments) {
     refuseUnknown(name);
     try {
 #define AUDVIK_NOTIFICATION(NAME, RELATION, COMMAND, ...)                          \
@@ -44,21 +53,11 @@ void preset(State& state, std::string const& name, tools::Json const& arguments)
     }
 }
 
-tools::Json readJson(std::string const& path) {
-    std::ifstream file(path);
-    if (!file) throw std::runtime_error("cannot be read");
-    auto json = tools::parseJson(tools::readText(file));
-    if (json.is_object()) return json;
-    throw std::runtime_error(R"(expected is an object like {"onMuteInfoNotify": {"field1": 1}})");
-}
-
-}  // namespace
-
 State readState(std::string const& path) {
     try {
         State state;
         auto const json = readJson(path);
-        for (auto const& [name, arguments] : json.items()) preset(state, name, arguments);
+        for (auto const& [name, arguments] : json.items()) setState(state, name, arguments);
         return state;
     } catch (std::exception const& error) {
         throw std::runtime_error(path + ": " + error.what());

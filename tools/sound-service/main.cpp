@@ -12,6 +12,7 @@
 #include "PipeFolder.h"
 #include "Player.h"
 #include "program_options.h"
+#include "Replay.h"
 #include "Responder.h"
 #include "service_address.h"
 #include "Sound.h"
@@ -26,6 +27,7 @@ using sound::service::PipeFolder;
 using sound::service::Player;
 using sound::service::readSoundFile;
 using sound::service::readState;
+using sound::service::Replay;
 using sound::service::Responder;
 using sound::service::Sound;
 using sound::service::State;
@@ -38,10 +40,14 @@ struct Options {
     std::uint32_t channels = 2;
     std::optional<double> duration;
     bool loop = false;
+    std::string replayFile;
+    Replay::Settings replay;
     std::string stateFile;
     bool logJson = false;
     Player::Settings player;
 };
+
+constexpr std::chrono::milliseconds kLookForClients{10};
 
 constexpr char kDescription[] =
     "The sound service: answers the commands of its clients, and plays sound to each that\n"
@@ -56,6 +62,7 @@ Examples:
   sound-service --tone 440 --channels 1    play a tone without an end
   sound-service --fast --block 16384 music.flac
                                            as fast as clients take it, in large blocks
+  sound-service --replay evening.session   play back what soundctl record has recorded
   sound-service --state tv.json --log-json
                                            answer commands only, and log them as JSON
 )";
@@ -83,7 +90,16 @@ void declare(CLI::App& app, Options& options) {
         ->option_text("SECONDS")
         ->check(CLI::Range(0.001, 86400.0))
         ->needs(tone);
-    app.add_flag("--loop", options.loop, "play the file again and again")->needs(file);
+    auto* const replay =
+        app.add_option("--replay", options.replayFile,
+                       "play back a session that soundctl record has written, from when the first "
+                       "client is there")
+            ->option_text("FILE");
+    app.add_option("--speed", options.replay.speed, "of the session; 1 when not given")
+        ->option_text("X")
+        ->check(CLI::Range(0.001, 1000.0))
+        ->needs(replay);
+    app.add_flag("--loop", options.loop, "play the file, or the session, again and again");
     app.add_option("--block", options.player.blockSize,
                    "bytes per block, 1 to 16384; 4096 when not given")
         ->option_text("BYTES")
@@ -96,6 +112,10 @@ void declare(CLI::App& app, Options& options) {
                  "write each command and notification to standard output, one JSON object a line");
     tools::addServiceOption(app);
     app.callback([&options] {
+        options.replay.loop = options.loop;
+        if (options.loop && options.file.empty() && options.replayFile.empty()) {
+            throw CLI::RequiresError("--loop", "FILE or --replay");
+        }
         if (options.tone && *options.tone > options.rate / 2) {
             throw CLI::ValidationError("--tone",
                                        "the frequency must not be above half of --rate, " +
@@ -147,6 +167,8 @@ sigset_t blockEndingSignals() {
 void serve(Options const& options) {
     auto sound = makeSound(options);
     auto state = options.stateFile.empty() ? State{} : readState(options.stateFile);
+    std::optional<Replay> replay;
+    if (!options.replayFile.empty()) replay.emplace(options.replayFile, options.replay);
     auto const description = describe(options, sound);
     auto const address = serviceAddress();
     auto const format = sound.format();
@@ -170,6 +192,13 @@ void serve(Options const& options) {
         player.run(stop, [&responder](auto const&... block) {
             return responder.announceAudioData(block...);
         });
+    });
+    std::jthread const replaying([&](std::stop_token const& stop) {
+        if (!replay) return;
+        while (service.clients() == 0 && !stop.stop_requested()) {
+            sound::service::sleepUntil(std::chrono::steady_clock::now() + kLookForClients, stop);
+        }
+        replay->run(stop, [&responder](auto const&... message) { responder.tell(message...); });
     });
     std::fprintf(stderr, "sound-service: listening on %s, %s\n", address.c_str(),
                  description.c_str());

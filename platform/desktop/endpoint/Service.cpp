@@ -33,6 +33,10 @@ public:
 
     void start() { endpoint_.start(); }
     std::int32_t send(Payload message, frame::TransportInfo const* destination) override;
+    std::size_t clients() {
+        auto const lock = endpoint_.lock();
+        return clients_.size();
+    }
 
 private:
     struct Client {
@@ -319,6 +323,10 @@ void Service::start() {
 
 void* Service::ioModule() {
     return static_cast<IoModule*>(impl_.get());
+}
+
+std::size_t Service::clients() {
+    return impl_->clients();
 }
 
 std::string clientName(frame::TransportInfo const& client) {

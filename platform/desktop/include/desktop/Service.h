@@ -2,6 +2,7 @@
 /// The service's end of the desktop transport.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -46,6 +47,9 @@ public:
     Service& operator=(Service const&) = delete;
 
     void* ioModule();
+
+    /// @return how many clients are registered. Any thread.
+    std::size_t clients();
 
 private:
     class Impl;
