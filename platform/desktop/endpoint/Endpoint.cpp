@@ -1,6 +1,5 @@
 #include "Endpoint.h"
 
-#include <cxxabi.h>
 #include <sys/eventfd.h>
 
 #include <algorithm>
@@ -161,8 +160,6 @@ template <class Work>
 void Endpoint::attempt(Work const& work) {
     try {
         work();
-    } catch (abi::__forced_unwind const&) {
-        throw;
     } catch (std::exception const& error) {
         logLine(kFrameError, "the transport has dropped something: %s", error.what());
     }
