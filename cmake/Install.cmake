@@ -29,7 +29,7 @@ endif()
 add_custom_target(installed)
 add_dependencies(installed audvik sound-records ${programs})
 if(AUDVIK_DESKTOP)
-  add_dependencies(installed soundctl-output)
+  add_dependencies(installed soundctl-output dissector)
 endif()
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
 
@@ -93,6 +93,8 @@ if(AUDVIK_DESKTOP)
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
   install(FILES ${PROJECT_BINARY_DIR}/interface.json
     DESTINATION ${CMAKE_INSTALL_DATADIR}/audvik COMPONENT tools)
+  install(FILES ${PROJECT_BINARY_DIR}/audvik.lua
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/wireshark/plugins COMPONENT tools)
   install(FILES ${PROJECT_BINARY_DIR}/completion/_soundctl
     DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT tools)
 endif()
