@@ -30,14 +30,17 @@ void stopRecording() {
     stopping = true;
 }
 
-Recording::Recording(Options const& options, Intake& intake, int rawOutput)
+Recording::Recording(Options const& options, int rawOutput)
     : options_(options),
-      intake_(intake),
-      queue_(intake.queue()),
+      intake_(std::make_shared<Intake>(options.format, options.duration)),
+      queue_(intake_->queue()),
       format_(options.format),
       rawOutput_(rawOutput),
-      service_(intake, options.debugLevel),
-      showsLevels_(isatty(STDERR_FILENO) != 0) {}
+      service_(
+          tools::SoundSource::start({"audvik-capture", "--debug-level=" + options.debugLevel})),
+      showsLevels_(isatty(STDERR_FILENO) != 0) {
+    service_.add(intake_);
+}
 
 bool Recording::run() {
     bool succeeded = false;
@@ -75,10 +78,11 @@ bool Recording::record() {
 /// Not before there is sound: only then its format is known, and a recording that cannot begin must
 /// not cost an earlier one.
 bool Recording::hasBegun() {
-    if (output_ == nullptr && intake_.hasBegun()) {
-        format_ = intake_.format();
+    if (output_ == nullptr && intake_->hasBegun()) {
+        format_ = intake_->format();
         begin();
-        formatWatch_.emplace(options_, intake_);
+        formatWatch_.emplace(options_.formatIsGiven ? options_.format : format_,
+                             "--rate and --channels", *intake_);
     }
     return output_ != nullptr;
 }

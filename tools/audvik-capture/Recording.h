@@ -10,14 +10,15 @@
 #include "LevelMeter.h"
 #include "Options.h"
 #include "Output.h"
-#include "ServiceConnection.h"
+#include "SoundSource.h"
 
 /// One recording, from the first request for sound to the closing line on standard error.
 class Recording {
 public:
-    /// @param intake     stays until the process ends
+    /// Starts the agent.
     /// @param rawOutput  where raw samples go
-    Recording(Options const& options, Intake& intake, int rawOutput);
+    /// @throws tools::Failure when the agent does not start
+    Recording(Options const& options, int rawOutput);
 
     /// Records until the duration is over, stopRecording() is called, the recording cannot be
     /// written, or the service is gone and not to be waited for; says what has been recorded.
@@ -40,14 +41,14 @@ private:
     void printSummary() const;
 
     Options const& options_;
-    Intake& intake_;
+    std::shared_ptr<Intake> const intake_;
     BlockQueue& queue_;
     tools::StreamFormat format_;
     int const rawOutput_;
-    ServiceConnection service_;
+    tools::SoundSource& service_;
     std::unique_ptr<Output> output_;
     std::optional<LevelMeter> meter_;
-    std::optional<FormatWatch> formatWatch_;
+    std::optional<tools::FormatWatch> formatWatch_;
     bool const showsLevels_;
     std::chrono::steady_clock::time_point shown_;
     std::chrono::steady_clock::time_point heard_;  ///< of the service

@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <exception>
 
-#include "Intake.h"
 #include "Options.h"
 #include "Recording.h"
 
@@ -39,8 +38,6 @@ int main(int argc, char** argv) {
     Options const options = readOptions(argc, argv);
     int const rawOutput = claimStandardOutput();
     handleStopSignals();
-    // Never destroyed: the delivery thread may use it up to the last moment of the process.
-    static Intake& intake = *new Intake(options.format, options.duration);
     try {
         // Signals are for this thread, not for those of the platform.
         sigset_t stopSignals;
@@ -49,7 +46,7 @@ int main(int argc, char** argv) {
         sigaddset(&stopSignals, SIGINT);
         sigaddset(&stopSignals, SIGTERM);
         pthread_sigmask(SIG_BLOCK, &stopSignals, &before);
-        Recording recording(options, intake, rawOutput);
+        Recording recording(options, rawOutput);
         pthread_sigmask(SIG_SETMASK, &before, nullptr);
         return recording.run() ? EXIT_SUCCESS : EXIT_FAILURE;
     } catch (std::exception const& error) {

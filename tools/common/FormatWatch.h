@@ -4,13 +4,16 @@
 #include <optional>
 #include <string>
 
-#include "Intake.h"
-#include "Options.h"
+#include "SoundIntake.h"
 
-/// Notices when what comes is not what the recording takes it for.
+namespace tools {
+
+/// Notices when what comes is not what an intake takes it for.
 class FormatWatch {
 public:
-    FormatWatch(Options const& options, Intake const& intake);
+    /// @param known  what the user takes the sound for
+    /// @param how    what the user says the format with: "--rate and --channels"
+    FormatWatch(StreamFormat const& known, std::string how, SoundIntake const& intake);
 
     /// Looks again, once the intake has begun.
     /// @return what the user has to be told, each thing once
@@ -20,8 +23,11 @@ private:
     std::optional<std::string> newsFromService();
     std::optional<std::string> newsFromPace();
 
-    Intake const& intake_;
-    tools::StreamFormat known_;  ///< what the user knows
+    SoundIntake const& intake_;
+    StreamFormat known_;
+    std::string const how_;
     std::chrono::steady_clock::time_point looked_;
     bool paceDoubted_ = false;
 };
+
+}  // namespace tools

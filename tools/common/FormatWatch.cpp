@@ -2,14 +2,16 @@
 
 #include <utility>
 
+namespace tools {
+
 namespace {
 
 constexpr std::chrono::milliseconds kLookEvery{500};
 
 }  // namespace
 
-FormatWatch::FormatWatch(Options const& options, Intake const& intake)
-    : intake_(intake), known_(options.formatIsGiven ? options.format : intake.format()) {}
+FormatWatch::FormatWatch(StreamFormat const& known, std::string how, SoundIntake const& intake)
+    : intake_(intake), known_(known), how_(std::move(how)) {}
 
 std::optional<std::string> FormatWatch::news() {
     auto const now = std::chrono::steady_clock::now();
@@ -18,18 +20,20 @@ std::optional<std::string> FormatWatch::news() {
     return intake_.formatIsFromService() ? newsFromService() : newsFromPace();
 }
 
-/// Another service may have taken the place of the one that the recording began with.
+/// Another service may have taken the place of the one that the sound began with.
 std::optional<std::string> FormatWatch::newsFromService() {
-    auto const played = tools::readStreamFormat(intake_.pipe()).value_or(known_);
+    auto const played = readStreamFormat(intake_.pipe()).value_or(known_);
     auto const known = std::exchange(known_, played);
     if (played == known) return std::nullopt;
     return "the sound service plays " + played.text() + ", not " + known.text() +
-           "; the recording has " + intake_.format().text();
+           "; the sound is taken for " + intake_.format().text();
 }
 
 std::optional<std::string> FormatWatch::newsFromPace() {
     auto const contradiction = intake_.paceContradiction();
     if (contradiction.empty() || std::exchange(paceDoubted_, true)) return std::nullopt;
     return "the sound is taken for " + intake_.format().text() + ", but " + contradiction +
-           "; say with --rate and --channels what it is";
+           "; say with " + how_ + " what it is";
 }
+
+}  // namespace tools
