@@ -103,7 +103,9 @@ std::string interfaceFingerprint() {
     add(sound::reflection::commands());
     add(sound::reflection::notifications());
     std::uint64_t hash = 0xCBF29CE484222325;  // FNV-1a, the same on every machine
-    for (unsigned char const letter : text) hash = (hash ^ letter) * 0x100000001B3;
+    for (char const letter : text) {
+        hash = (hash ^ static_cast<unsigned char>(letter)) * 0x100000001B3;
+    }
     std::array<char, 17> digits;
     std::snprintf(digits.data(), digits.size(), "%016" PRIx64, hash);
     return digits.data();

@@ -54,8 +54,9 @@ Types const& findRecord(Records const& records, std::string const& name) {
 bool isName(std::string const& text) {
     bool isRight = !text.empty() && std::isdigit(static_cast<unsigned char>(text[0])) == 0 &&
                    !text.starts_with("field");
-    for (unsigned char const letter : text) {
-        isRight = isRight && (std::isalnum(letter) != 0 || letter == '_');
+    for (char const letter : text) {
+        isRight =
+            isRight && (std::isalnum(static_cast<unsigned char>(letter)) != 0 || letter == '_');
     }
     return isRight;
 }

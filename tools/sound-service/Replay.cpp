@@ -15,6 +15,8 @@ namespace {
 
 /// One round of a loop takes no less, whatever the session has.
 constexpr double kShortestRound = 0.1;
+/// 30 years. What a file puts off for longer than a clock counts does not come sooner.
+constexpr double kLongestWait = 1e9;
 
 }  // namespace
 
@@ -59,7 +61,7 @@ void Replay::play(std::chrono::steady_clock::time_point start, std::stop_token c
 
 std::chrono::steady_clock::time_point Replay::timeOf(std::chrono::steady_clock::time_point start,
                                                      double at) const {
-    std::chrono::duration<double> const passed(at / settings_.speed);
+    std::chrono::duration<double> const passed(std::min(at / settings_.speed, kLongestWait));
     return start + std::chrono::duration_cast<std::chrono::steady_clock::duration>(passed);
 }
 

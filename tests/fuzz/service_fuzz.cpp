@@ -1,0 +1,111 @@
+// Clients that say anything to a live service, and one that does as it should: it has to be served
+// meanwhile and afterwards, in the session that it had from the beginning.
+#include "ClientConnection.h"
+#include "desktop/Service.h"
+#include "live_session.h"
+
+namespace desktop {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::uint32_t kLast = 0xFEEDC0DE;
+
+class Listener : public frame::IOConnectionListener {
+public:
+    void onIOConnectionConnected() override {}
+    void onIOConnectionConnectionFailed(int /*error*/) override { std::abort(); }
+    void onIOConnectionDisconnected(int error) override {
+        if (error != 0) std::abort();
+    }
+};
+
+Limits shortLimits() {
+    Limits limits;
+    limits.holdBack = limits.flush = limits.standInDelay = 1ms;
+    limits.notificationsBehind = 4;
+    limits.queueFull = 4;
+    limits.commandsHeld = 4;
+    limits.clients = 3;
+    return limits;
+}
+
+/// Tells all clients of each command, as a service of state does.
+class Echo {
+public:
+    explicit Echo(std::string const& address) : service(address, {}, shortLimits()) {
+        inbox_.react = [this](std::uint32_t number, frame::TransportInfo const& sender) {
+            test::sendNumber(service.ioModule(), test::kNotification, number);
+            test::sendNumber(service.ioModule(), test::kNotification, number, &sender);
+        };
+        frameLmqIOServiceRegisterMessageHandlerFunction(service.ioModule(), test::kCommand,
+                                                        &test::Inbox::receive, &inbox_,
+                                                        &test::kNumberTable);
+        service.start();
+    }
+
+private:
+    test::Inbox inbox_;
+
+public:
+    Service service;  // last: its threads use the inbox
+};
+
+/// Says something and expects to be told of it.
+class Witness {
+public:
+    explicit Witness(std::string const& address) : client_(Address::parse(address), shortLimits()) {
+        inbox_.react = [this](std::uint32_t number, auto const&) {
+            if (number == kLast) ++told_;
+        };
+        auto* const module = client_.addModule(listener_);
+        client_.dispatcher().add({module, test::kNotification.interfaceCode,
+                                  test::kNotification.messageId, &test::Inbox::receive, &inbox_,
+                                  &test::kNumberTable});
+        client_.dispatcher().activate(module);
+    }
+    ~Witness() {
+        client_.close();
+        client_.stopDelivery();
+    }
+
+    void isServed() {
+        told_ = 0;
+        auto payload = newPayload();
+        payload->bytes = test::message(test::kCommand, kLast);
+        if (client_.send(std::move(payload)) != 0) std::abort();
+        if (!test::eventually([this] { return told_ >= 1; })) std::abort();
+    }
+
+private:
+    test::Inbox inbox_;
+    std::atomic<int> told_ = 0;
+    Listener listener_;
+    ClientConnection client_;
+};
+
+void run(FuzzedDataProvider& input) {
+    auto const address = LocalSocket().address();
+    Echo const echo(address);
+    Witness witness(address);
+    witness.isServed();
+    std::array<test::Peer, 3> peers{test::Peer(address), test::Peer(address), test::Peer(address)};
+    while (input.remaining_bytes() > 0) {
+        auto& peer = peers[input.ConsumeIntegralInRange<std::size_t>(0, 2)];
+        if (input.ConsumeIntegralInRange(0, 7) == 0) {
+            peer.say(Kind::kHello, 0, input.ConsumeIntegral<std::uint8_t>());
+        } else {
+            fuzz::sayAnything(input, peer, test::kCommand);
+        }
+    }
+    witness.isServed();
+}
+
+}  // namespace
+}  // namespace desktop
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
+    FuzzedDataProvider input(data, size);
+    desktop::run(input);
+    return 0;
+}
