@@ -1,7 +1,8 @@
 // A host under load, for script/soak: takes what is played, and sends commands from several threads
-// as fast as they go. Prints one JSON object at SIGUSR1, and one when SIGTERM ends it.
+// as fast as they go, until SIGUSR2 or the end. Prints one JSON object at each of these, and at
+// SIGUSR1; SIGTERM ends it.
 //
-// usage: soak-host THREADS
+// usage: soak-host THREADS [MILLISECONDS]     that the callback takes for a block; 0 if left out
 
 #include <pthread.h>
 
@@ -29,7 +30,10 @@ using Clock = std::chrono::steady_clock;
 /// The pace of the sound.
 class Gaps {
 public:
+    explicit Gaps(std::chrono::milliseconds taking) : taking_(taking) {}
+
     void take() {
+        std::this_thread::sleep_for(taking_);
         std::lock_guard const lock(mutex_);
         auto const now = Clock::now();
         ++blocks_;
@@ -49,6 +53,7 @@ public:
     }
 
 private:
+    std::chrono::milliseconds const taking_;
     std::mutex mutex_;
     Clock::time_point last_;
     double longest_ = 0;
@@ -73,15 +78,15 @@ void onAudio(unsigned char const* /*data*/, std::int32_t /*size*/, void* gaps) {
     static_cast<Gaps*>(gaps)->take();
 }
 
-int run(int threads) {
+int run(int threads, std::chrono::milliseconds taking) {
     sigset_t signals;
     sigemptyset(&signals);
-    for (int const number : {SIGTERM, SIGINT, SIGUSR1}) sigaddset(&signals, number);
+    for (int const number : {SIGTERM, SIGINT, SIGUSR1, SIGUSR2}) sigaddset(&signals, number);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
     // The library prints a line there, too.
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-    static Gaps gaps;
+    static Gaps gaps(taking);
     if (audioCB_init(0, nullptr) < 0) return 1;
     auto const listener = boost::make_shared<Listener>();
     listener->setSelfReference(listener);
@@ -107,10 +112,17 @@ int run(int threads) {
                     gaps.longest());
         std::fflush(stdout);
     };
+    auto const endSending = [&] {
+        done = true;
+        for (auto& sender : senders) sender.join();
+        senders.clear();
+    };
     int received = 0;
-    while (sigwait(&signals, &received) == 0 && received == SIGUSR1) report();
-    done = true;
-    for (auto& sender : senders) sender.join();
+    while (sigwait(&signals, &received) == 0 && (received == SIGUSR1 || received == SIGUSR2)) {
+        if (received == SIGUSR2) endSending();
+        report();
+    }
+    endSending();
     report();
     return 0;
 }
@@ -118,9 +130,10 @@ int run(int threads) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::fputs("usage: soak-host THREADS\n", stderr);
+    if (argc != 2 && argc != 3) {
+        std::fputs("usage: soak-host THREADS [MILLISECONDS]\n", stderr);
         return 2;
     }
-    return run(static_cast<int>(std::strtol(argv[1], nullptr, 10)));
+    return run(static_cast<int>(std::strtol(argv[1], nullptr, 10)),
+               std::chrono::milliseconds(argc == 3 ? std::strtol(argv[2], nullptr, 10) : 0));
 }

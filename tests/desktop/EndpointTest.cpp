@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <future>
+#include <optional>
 
 #include "ClientConnection.h"
 #include "Peer.h"
@@ -57,8 +58,16 @@ TEST_F(ServiceEnd, HasSoManyPlacesAndTellsWhomItRefuses) {
         third.say(Kind::kHello);
         EXPECT_EQ(third.hear().kind, Kind::kReset);
         if (::geteuid() == 0 && ofOneUser == 2) {
-            OtherUser const other;
-            Peer(address_).join();
+            std::optional<Peer> other;
+            {
+                OtherUser const user;
+                other.emplace(address_);
+            }
+            testing::internal::CaptureStderr();
+            other->join();
+            EXPECT_NE(testing::internal::GetCapturedStderr().find(
+                          "belongs to user 65534: it can send commands and hear, but not read"),
+                      std::string::npos);
         }
         second.say(Kind::kBye);
         third.join();

@@ -1,9 +1,11 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <boost/make_shared.hpp>
 #include <chrono>
 #include <condition_variable>
@@ -13,6 +15,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "desktop/framework.h"
@@ -41,6 +44,7 @@ public:
         ::stat(path.c_str(), &pipe);
         ::stat(parent.c_str(), &folder);
         int const descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        if (descriptor < 0) ++missing;
         auto const count = ::read(descriptor, block.data(), block.size());
         ::close(descriptor);
 
@@ -52,6 +56,8 @@ public:
         changed_.notify_all();
         return 0;
     }
+
+    std::atomic<int> missing = 0;  ///< announced, but not there
 
     /// @return how much has been received when it is @p size bytes, or when 20 seconds have passed
     std::size_t await(std::size_t size) {
@@ -183,6 +189,56 @@ TEST_F(ServiceTest, AStreamBeginsAnewOnlyAfterItWasSwitchedOff) {
     auto const received = listener_->waitFor(2 * kWhole);
     ASSERT_EQ(received.size(), 2 * kWhole);
     EXPECT_TRUE(std::equal(received.begin() + kWhole, received.end(), received.begin()));
+}
+
+TEST_F(ServiceTest, AnAnnouncedBlockIsThereHoweverOftenItIsSwitched) {
+    auto const service = startService({"--tone", "440", "--fast"});
+    startClient();
+    std::size_t enough = 0;
+    for (int times = 0; times < 100; ++times) {
+        switchAudioData(true);
+        enough = listener_->await(enough + 1);
+        switchAudioData(false);
+    }
+    EXPECT_EQ(listener_->missing, 0);
+}
+
+TEST_F(ServiceTest, AStreamGoesOnWhenThereAreDescriptorsAgain) {
+    auto const service = startService(
+        {"--tone", "1", "--rate", "8000", "--channels", "1", "--duration", "1", "--fast"});
+    startClient();
+    rlimit before{};
+    ASSERT_EQ(::prlimit(service->process(), RLIMIT_NOFILE, nullptr, &before), 0);
+    rlimit const none{0, before.rlim_max};
+    ASSERT_EQ(::prlimit(service->process(), RLIMIT_NOFILE, &none, nullptr), 0);
+    switchAudioData(true);
+    EXPECT_TRUE(service->says("Too many open files; it is tried again"));
+    ASSERT_EQ(::prlimit(service->process(), RLIMIT_NOFILE, &before, nullptr), 0);
+    EXPECT_EQ(listener_->await(16'000), 16'000U);
+}
+
+/// How often a process has waited for something, all its threads together.
+long waitsOf(pid_t process) {
+    auto const threads = "/proc/" + std::to_string(process) + "/task";
+    long waits = 0;
+    for (auto const& thread : std::filesystem::directory_iterator(threads)) {
+        auto const status = readFile(thread.path() / "status");
+        std::string const name = "\nvoluntary_ctxt_switches:";
+        waits += std::stol(status.substr(status.find(name) + name.size()));
+    }
+    return waits;
+}
+
+TEST_F(ServiceTest, SleepsWhileNobodyTakesItsBlocks) {
+    auto const service = startService({"--tone", "440", "--fast"});
+    Program const stuck({STUCK_CLIENT});
+    ASSERT_TRUE(stuck.says("................")) << "all pipes are in use";
+    for (bool const alive : {true, false}) {
+        if (!alive) stuck.signal(SIGKILL);
+        auto const before = waitsOf(service->process());
+        std::this_thread::sleep_for(500ms);
+        EXPECT_LT(waitsOf(service->process()) - before, 50) << alive;
+    }
 }
 
 TEST_F(ServiceTest, ATakenPortIsNamed) {

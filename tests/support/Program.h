@@ -28,6 +28,7 @@ public:
     bool says(std::string const& text) const;
 
     void signal(int number) const;
+    pid_t process() const { return process_; }
 
     /// Waits for its end, for half a minute at most.
     /// @return its exit status, -1 when it did not exit by itself
