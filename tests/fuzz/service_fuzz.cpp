@@ -22,11 +22,23 @@ public:
 
 Limits shortLimits() {
     Limits limits;
+    limits.link.pingsUnanswered = 20;
     limits.holdBack = limits.flush = limits.standInDelay = 1ms;
     limits.notificationsBehind = 4;
     limits.queueFull = 4;
     limits.commandsHeld = 4;
     limits.clients = 3;
+    return limits;
+}
+
+/// Enough on a busy machine.
+constexpr std::chrono::seconds kPatience{20};
+
+Limits patientLimits() {
+    Limits limits;
+    limits.registration = limits.stall = kPatience;
+    limits.link.pingsUnanswered = 20;
+    limits.flush = 1ms;
     return limits;
 }
 
@@ -54,7 +66,8 @@ public:
 /// Says something and expects to be told of it.
 class Witness {
 public:
-    explicit Witness(std::string const& address) : client_(Address::parse(address), shortLimits()) {
+    explicit Witness(std::string const& address)
+        : client_(Address::parse(address), patientLimits()) {
         inbox_.react = [this](std::uint32_t number, auto const&) {
             if (number == kLast) ++told_;
         };
@@ -74,7 +87,7 @@ public:
         auto payload = newPayload();
         payload->bytes = test::message(test::kCommand, kLast);
         if (client_.send(std::move(payload)) != 0) std::abort();
-        if (!test::eventually([this] { return told_ >= 1; })) std::abort();
+        if (!test::eventually([this] { return told_ >= 1; }, kPatience)) std::abort();
     }
 
 private:
