@@ -1,0 +1,99 @@
+// What the measuring programs have in common.
+#pragma once
+
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <vector>
+
+namespace bench {
+
+/// Nanoseconds; the clock is the same in all processes.
+inline std::int64_t now() {
+    return std::chrono::steady_clock::now().time_since_epoch().count();
+}
+
+/// @throws std::system_error with errno when a system call has failed
+template <class Result>
+Result check(Result result, char const* what) {
+    if (result < 0) throw std::system_error(errno, std::generic_category(), what);
+    return result;
+}
+
+/// A process that runs a function until it is killed, at the latest with its parent.
+class Child {
+public:
+    template <class Body>
+    explicit Child(Body const& body) : process_(check(::fork(), "fork")) {
+        if (process_ > 0) return;
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        try {
+            body();
+        } catch (std::exception const& error) {
+            std::fprintf(stderr, "%s\n", error.what());
+        }
+        ::_exit(1);
+    }
+    ~Child() {
+        ::kill(process_, SIGKILL);
+        ::waitpid(process_, nullptr, 0);
+    }
+    Child(Child const&) = delete;
+    Child& operator=(Child const&) = delete;
+
+private:
+    pid_t process_;
+};
+
+/// Durations of one kind.
+class Samples {
+public:
+    explicit Samples(std::size_t count) { samples_.reserve(count); }
+    void add(std::int64_t nanoseconds) { samples_.push_back(nanoseconds); }
+    std::int64_t quantile(double share) {
+        if (samples_.empty()) return 0;
+        auto const index =
+            static_cast<std::size_t>(share * static_cast<double>(samples_.size() - 1));
+        auto const middle = samples_.begin() + static_cast<std::ptrdiff_t>(index);
+        std::nth_element(samples_.begin(), middle, samples_.end());
+        return *middle;
+    }
+
+private:
+    std::vector<std::int64_t> samples_;
+};
+
+/// @param number  from the command line
+inline int count(char const* number) {
+    int const value = std::atoi(number);
+    if (value < 1) throw std::invalid_argument(std::string(number) + " is no count");
+    return value;
+}
+
+/// Runs a program's body.
+/// @return the program's status: 2 for wrong usage, 1 for a failure, which is printed
+template <class Body>
+int run(Body const& body) {
+    try {
+        body();
+        return 0;
+    } catch (std::invalid_argument const& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return 2;
+    } catch (std::exception const& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return 1;
+    }
+}
+
+}  // namespace bench
