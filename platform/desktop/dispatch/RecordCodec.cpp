@@ -19,129 +19,126 @@ bool isString(cspEndianEntry_t const& entry) {
     return entry.nested == &__csp_EndianTable_cspDeserString_t;
 }
 
+/// Positions are handed from call to call: as members they would be stored and loaded again for
+/// each field, since a byte that is written may be part of any object.
 class Encoder {
 public:
-    // Nothing but the characters of strings needs more room on the wire than in the record, so
-    // that is all that encode() has to make room for on its way.
-    Encoder(std::size_t recordSize, std::size_t limit, Bytes& out)
-        : out_(out), at_(out.size()), limit_(limit) {
-        out_.resize(at_ + recordSize);
-    }
+    Encoder(std::size_t limit, Bytes& out) : out_(out), limit_(limit) {}
 
     std::int32_t encode(cspEndianTable_t const& table, std::uint8_t const* record) {
-        for (auto const* entry = table.entries; entry->kind != kCspEndianEnd; ++entry) {
-            auto const* const field = record + entry->offset;
-            if (entry->kind == kCspEndianByte) {
-                out_[at_++] = *field;
-            } else if (entry->kind == kCspEndianWord) {
-                std::uint32_t word;
-                std::memcpy(&word, field, sizeof word);
-                storeWord(word);
-            } else {
-                auto const status =
-                    isString(*entry) ? encodeString(field) : encode(*entry->nested, field);
-                if (status < 0) return status;
-            }
-        }
-        return 0;
-    }
-
-    std::int32_t finish() {
-        out_.resize(at_);
-        return at_ > limit_ ? -EMSGSIZE : 0;
+        auto const begin = out_.size();
+        // Nothing but the characters of strings needs more room on the wire than in the record, so
+        // that is all that encodeString() has to make room for.
+        out_.resize(begin + table.size);
+        auto const* const end = encode(table, record, out_.data() + begin);
+        if (end == nullptr) return status_;
+        out_.resize(static_cast<std::size_t>(end - out_.data()));
+        return out_.size() > limit_ ? -EMSGSIZE : 0;
     }
 
 private:
-    void storeWord(std::uint32_t word) {
-        storeBig32(&out_[at_], word);
-        at_ += kWordSize;
+    /// @return behind what has been written; null after a failure
+    std::uint8_t* encode(cspEndianTable_t const& table, std::uint8_t const* record,
+                         std::uint8_t* to) {
+        for (auto const* entry = table.entries; entry->kind != kCspEndianEnd; ++entry) {
+            auto const* const field = record + entry->offset;
+            if (entry->kind == kCspEndianWord) {
+                std::uint32_t word;
+                std::memcpy(&word, field, sizeof word);
+                storeBig32(to, word);
+                to += kWordSize;
+            } else if (entry->kind == kCspEndianByte) {
+                *to++ = *field;
+            } else {
+                to = isString(*entry) ? encodeString(field, to) : encode(*entry->nested, field, to);
+                if (to == nullptr) return nullptr;
+            }
+        }
+        return to;
     }
 
-    std::int32_t encodeString(std::uint8_t const* field) {
+    std::uint8_t* encodeString(std::uint8_t const* field, std::uint8_t* to) {
         cspDeserString_t string;
         std::memcpy(&string, field, sizeof string);
-        storeWord(string.length);
-        if (string.length == 0) return 0;
-        if (string.characters == nullptr) return -EINVAL;
-        if (string.length > limit_) return -EMSGSIZE;
+        storeBig32(to, string.length);
+        to += kWordSize;
+        if (string.length == 0) return to;
+        if (string.characters == nullptr) return fail(-EINVAL);
+        if (string.length > limit_) return fail(-EMSGSIZE);
+        auto const at = to - out_.data();
         out_.resize(out_.size() + string.length);
-        std::memcpy(&out_[at_], string.characters, string.length);
-        at_ += string.length;
-        return 0;
+        std::memcpy(out_.data() + at, string.characters, string.length);
+        return out_.data() + at + string.length;
+    }
+
+    std::uint8_t* fail(std::int32_t status) {
+        status_ = status;
+        return nullptr;
     }
 
     Bytes& out_;
-    std::size_t at_;
     std::size_t limit_;
+    std::int32_t status_ = 0;
 };
 
 class Decoder {
 public:
-    explicit Decoder(std::span<std::uint8_t> wire) : rest_(wire) {}
+    explicit Decoder(std::uint8_t const* end) : end_(end) {}
 
-    bool decode(cspEndianTable_t const& table, std::uint8_t* record) {
+    /// @return behind what has been read; null when that ends early
+    std::uint8_t* decode(cspEndianTable_t const& table, std::uint8_t* from, std::uint8_t* record) {
         for (auto const* entry = table.entries; entry->kind != kCspEndianEnd; ++entry) {
             auto* const field = record + entry->offset;
-            if (!decodeField(*entry, field)) return false;
+            if (entry->kind == kCspEndianWord) {
+                if (left(from) < kWordSize) return nullptr;
+                auto const word = loadBig32(from);
+                std::memcpy(field, &word, sizeof word);
+                from += kWordSize;
+            } else if (entry->kind == kCspEndianByte) {
+                if (left(from) == 0) return nullptr;
+                *field = *from++;
+            } else {
+                from = isString(*entry) ? decodeString(from, field)
+                                        : decode(*entry->nested, from, field);
+                if (from == nullptr) return nullptr;
+            }
         }
-        return true;
+        return from;
     }
-
-    bool atEnd() const { return rest_.empty(); }
 
 private:
-    bool decodeField(cspEndianEntry_t const& entry, std::uint8_t* field) {
-        if (entry.kind == kCspEndianByte) {
-            if (rest_.empty()) return false;
-            *field = rest_[0];
-            rest_ = rest_.subspan(1);
-            return true;
-        }
-        if (entry.kind == kCspEndianWord) {
-            std::uint32_t word;
-            if (!takeWord(word)) return false;
-            std::memcpy(field, &word, sizeof word);
-            return true;
-        }
-        return isString(entry) ? decodeString(field) : decode(*entry.nested, field);
+    std::size_t left(std::uint8_t const* from) const {
+        return static_cast<std::size_t>(end_ - from);
     }
 
-    bool takeWord(std::uint32_t& word) {
-        if (rest_.size() < kWordSize) return false;
-        word = loadBig32(rest_.data());
-        rest_ = rest_.subspan(kWordSize);
-        return true;
-    }
-
-    bool decodeString(std::uint8_t* field) {
-        std::uint32_t length;
-        if (!takeWord(length) || rest_.size() < length) return false;
+    std::uint8_t* decodeString(std::uint8_t* from, std::uint8_t* field) const {
+        if (left(from) < kWordSize) return nullptr;
         cspDeserString_t string{};
-        string.length = length;
-        string.characters = reinterpret_cast<char*>(rest_.data());
+        string.length = loadBig32(from);
+        from += kWordSize;
+        if (left(from) < string.length) return nullptr;
+        string.characters = reinterpret_cast<char*>(from);
         std::memcpy(field, &string, sizeof string);
-        rest_ = rest_.subspan(length);
-        return true;
+        return from + string.length;
     }
 
-    std::span<std::uint8_t> rest_;
+    std::uint8_t const* const end_;
 };
 
 }  // namespace
 
 std::int32_t encodeRecord(cspEndianTable_t const& table, void const* record, std::size_t limit,
                           Bytes& out) {
-    Encoder encoder(table.size, limit, out);
-    auto const status = encoder.encode(table, static_cast<std::uint8_t const*>(record));
-    return status < 0 ? status : encoder.finish();
+    return Encoder(limit, out).encode(table, static_cast<std::uint8_t const*>(record));
 }
 
 char const* decodeRecord(cspEndianTable_t const& table, std::span<std::uint8_t> wire,
                          Bytes& record) {
     record.assign(table.size, 0);
-    Decoder decoder(wire);
-    if (!decoder.decode(table, record.data())) return "the record ends early";
-    return decoder.atEnd() ? nullptr : "bytes after the record";
+    auto const* const end = wire.data() + wire.size();
+    auto const* const read = Decoder(end).decode(table, wire.data(), record.data());
+    if (read == nullptr) return "the record ends early";
+    return read == end ? nullptr : "bytes after the record";
 }
 
 }  // namespace desktop
