@@ -24,21 +24,28 @@ ROUND_TRIP = measure.Operation("round trip", measure.SILENT, "exchange", "audvik
 BLOCK = measure.Operation(  # in real time, 187.5 a second
     "block", ["--tone", "440", "--block", "1024"], "blocks", "audvik", "COUNT", 1024)
 
+IDLE_SECONDS = 8
+
 KINDS = {"system calls": measure.system_calls, "allocations": measure.allocations,
          "waits": measure.waits, "instructions": measure.instructions}
-# How often a thread waits while messages follow each other is a matter of its luck.
-COUNTS = {"round trip": (ROUND_TRIP, 500, ["system calls", "allocations", "instructions"]),
-          "block in real time": (BLOCK, 200, list(KINDS))}
 
 
-def count(operation, kind):
-    subject, repetitions, _ = COUNTS[operation]
-    return measure.per_operation(lambda times: KINDS[kind](subject, times), repetitions)
+def costs(operation, repetitions, kinds):
+    """What to call for each kind."""
+    return {kind: lambda kind=kind: measure.per_operation(
+        lambda times: KINDS[kind](operation, times), repetitions) for kind in kinds}
+
+
+COUNTS = {
+    # How often a thread waits while messages follow each other is a matter of its luck.
+    "round trip": costs(ROUND_TRIP, 500, ["system calls", "allocations", "instructions"]),
+    "block in real time": costs(BLOCK, 200, KINDS),
+    "idle second": {"waits": lambda: measure.idle_waits(IDLE_SECONDS)}}
 
 
 def all_counts():
-    return {operation: {kind: count(operation, kind) for kind in kinds}
-            for operation, (_, _, kinds) in COUNTS.items()}
+    return {operation: {kind: count() for kind, count in kinds.items()}
+            for operation, kinds in COUNTS.items()}
 
 
 def record():
@@ -57,7 +64,7 @@ def hold(operation, kind, limits):
     """Returns what is too much, as text."""
     least = {}
     for _ in range(TRIES):
-        for side, value in count(operation, kind).items():
+        for side, value in COUNTS[operation][kind]().items():
             least[side] = min(value, least.get(side, value))
         if all(is_within(least[side], limits[side]) for side in limits):
             break

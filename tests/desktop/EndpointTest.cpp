@@ -31,8 +31,7 @@ public:
 using ServiceEnd = Desktop;
 
 TEST_F(ServiceEnd, AsksASilentClientAndDropsIt) {
-    limits_.link.pingInterval = limits_.link.pingRepeat = 20ms;
-    limits_.link.pingsUnanswered = 2;
+    limits_.clientPingInterval = limits_.link.pingRepeat = 20ms;
     startService();
     Peer client(address_);
     client.join();
@@ -315,7 +314,7 @@ TEST_F(ClientEnd, CommandsWaitForAServiceThatTakesNoneButNotForLong) {
 }
 
 TEST_F(ClientEnd, BeginsAnewWhenTheServiceIsSilent) {
-    limits_.link.pingInterval = limits_.link.pingRepeat = 20ms;
+    limits_.link.idlePingInterval = limits_.link.pingRepeat = 20ms;
     limits_.link.pingsUnanswered = 2;
     start();
     service_.welcome();

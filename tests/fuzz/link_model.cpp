@@ -59,6 +59,7 @@ struct Setup {
             limits.firstRetry = random.time(50ms, 400ms);
             limits.lastRetry = random.time(limits.firstRetry, 1500ms);
             limits.pingInterval = random.time(200ms, 2000ms);
+            limits.idlePingInterval = random.time(200ms, 2000ms);
             limits.pingRepeat = random.time(100ms, 1000ms);
             limits.pingsUnanswered = random.number(1, 5);
             limits.maxInFlight = random.number(1, 40);
@@ -123,7 +124,8 @@ private:
         Link link;
         std::uint32_t capacity;
         TimePoint heard;
-        std::uint32_t left = 0;  // to be sent
+        bool heardMessage = true;  // when it heard last; for what it waits first
+        std::uint32_t left = 0;    // to be sent
         TimePoint submitAt;
         std::vector<Payload> messages;     // what was sent in this session
         std::uint32_t sent = 0;            // the first number that never went out
@@ -152,6 +154,7 @@ private:
             checkHeader(*end, header);
             auto& peer = peerOf(*end);
             peer.heard = now_;
+            peer.heardMessage = false;
             require(!peer.link.receive(header, 0, now_), "a registration is no message");
         }
     }
@@ -194,7 +197,8 @@ private:
 
     bool isSilent(End& end) const {
         auto const& limits = setup_.limits;
-        auto const limit = limits.pingInterval + limits.pingRepeat * limits.pingsUnanswered;
+        auto const patience = end.heardMessage ? limits.pingInterval : limits.idlePingInterval;
+        auto const limit = patience + limits.pingRepeat * limits.pingsUnanswered;
         bool const silent = now_ >= end.heard + limit;
         require(end.link.isSilent(now_) == silent, "silence is found in time, and not before");
         require(!silent || cut_ || !setup_.isPerfect, "whoever answers is not silent");
@@ -251,6 +255,7 @@ private:
         auto const& header = datagram.header;
         if (header.session != to->link.session()) return;
         to->heard = now_;
+        to->heardMessage = header.kind == Kind::kData;
         auto const size = datagram.payload ? datagram.payload->bytes.size() : 0;
         bool const isNext = header.kind == Kind::kData && header.sequence == to->taken &&
                             to->held.size() < to->capacity;

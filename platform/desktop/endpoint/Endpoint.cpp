@@ -149,6 +149,15 @@ void Endpoint::serveBy(TimePoint when) {
     alarm_.set(when);
 }
 
+/// After datagrams the alarm is put off, too, when that spares a thread's waking: while there is
+/// little traffic, and the alarm is far off.
+void Endpoint::serveAfter(TimePoint now, TimePoint next) {
+    constexpr std::chrono::milliseconds kWorthMoving{400};
+    bool const isWorthIt = alarmAt_ - now >= kWorthMoving && next - alarmAt_ >= kWorthMoving;
+    if (isWorthIt) alarmAt_ = TimePoint::max();
+    serveBy(next);
+}
+
 void Endpoint::awaitDatagrams() {
     if (!delivering_ || datagramsAwaited_) return;
     datagramsAwaited_ = true;
@@ -244,7 +253,7 @@ void Endpoint::receive(Lock& lock, DatagramBatch& batch, bool wait) {
     for (std::size_t i = 0; i < batch.size(); ++i) {
         attempt([&] { takeIn(batch.bytes(i), batch.sender(i), now); });
     }
-    attempt([&] { serveBy(protocol_.serve(now)); });
+    attempt([&] { serveAfter(now, protocol_.serve(now)); });
     transmit(lock);
 }
 

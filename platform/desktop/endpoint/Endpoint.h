@@ -152,6 +152,7 @@ private:
     void deliverNext(Lock& lock);
     void recycle() noexcept;
     void wakeDelivery();
+    void serveAfter(TimePoint now, TimePoint next);
     bool standsIn(TimePoint now) const;
 
     Limits const limits_;

@@ -24,6 +24,13 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+LinkLimits linkLimits(Limits const& limits) {
+    auto link = limits.link;
+    link.pingInterval = link.idlePingInterval = limits.clientPingInterval;
+    link.pingsUnanswered = limits.clientPingsUnanswered;
+    return link;
+}
+
 }  // namespace
 
 class Service::Impl final : public IoModule, private Endpoint::Protocol {
@@ -214,7 +221,7 @@ auto Service::Impl::admit(DatagramHeader const& hello, Address const& from, Time
     clients_.push_back({from,
                         transportInfo(from, hello.session),
                         user,
-                        Link(hello.session, limits.commandsHeld, limits.link, now),
+                        Link(hello.session, limits.commandsHeld, linkLimits(limits), now),
                         {}});
     return std::prev(clients_.end());
 }

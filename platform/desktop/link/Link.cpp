@@ -44,7 +44,7 @@ void Link::makeRoom() {
 }
 
 bool Link::receive(DatagramHeader const& header, std::size_t size, TimePoint now) {
-    pingAt_ = now + limits_.pingInterval;
+    pingAt_ = now + (header.kind == Kind::kData ? limits_.pingInterval : limits_.idlePingInterval);
     pingsUnanswered_ = 0;
     takeAcknowledgement(header, now);
 

@@ -23,7 +23,9 @@ struct LinkLimits {
     std::uint32_t acknowledgeCount = 8;
     std::size_t acknowledgeBytes = std::size_t{16} << 10;
     /// A peer that says nothing is asked, and asked again; unanswered so many times it is silent.
+    /// One whose last word was no message has time: each question wakes both.
     milliseconds pingInterval{1000};
+    milliseconds idlePingInterval{2000};
     milliseconds pingRepeat{1000};
     std::uint32_t pingsUnanswered = 4;
     std::size_t maxInFlight = 32;
@@ -50,6 +52,9 @@ struct Limits {
     milliseconds stuckReceiver{5000};  ///< when the log says that one waits for a lost service
 
     // The service's.
+    /// It relies on its clients to ask, and asks only those that do not.
+    LinkLimits::milliseconds clientPingInterval{3000};
+    std::uint32_t clientPingsUnanswered = 2;
     std::uint32_t commandsHeld = 128;  ///< of each client
     std::size_t clients = 64;
     std::size_t clientsOfOneUser = 48;
