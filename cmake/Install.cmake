@@ -1,7 +1,7 @@
 # What `cmake --install` puts where, and the Debian packages.
 #
 # Component `runtime` holds the shared libraries, `development` what builds against them and its
-# documentation, `tools` the programs. Headers but audvik/audvik.h lie below include/audvik: names
+# documentation, `tools` the programs, `gstreamer` the plugin. Headers but audvik/audvik.h lie below include/audvik: names
 # such as `sound` are taken in /usr/include.
 
 include(CMakePackageConfigHelpers)
@@ -30,6 +30,9 @@ add_custom_target(installed)
 add_dependencies(installed audvik sound-records ${programs})
 if(AUDVIK_DESKTOP)
   add_dependencies(installed soundctl-output dissector)
+endif()
+if(TARGET gstaudvik)
+  add_dependencies(installed gstaudvik)
 endif()
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
 
@@ -97,6 +100,14 @@ if(AUDVIK_DESKTOP)
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/wireshark/plugins COMPONENT tools)
   install(FILES ${PROJECT_BINARY_DIR}/completion/_soundctl
     DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT tools)
+endif()
+
+if(TARGET gstaudvik)
+  install(TARGETS gstaudvik LIBRARY COMPONENT gstreamer
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/gstreamer-1.0)
+  audvik_compress(docs/gstreamer.md compressed)
+  install(FILES ${compressed} COMPONENT gstreamer
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/gstreamer1.0-audvik)
 endif()
 
 configure_package_config_file(cmake/audvik-config.cmake.in audvik-config.cmake

@@ -11,6 +11,9 @@ set(CPACK_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_COMPONENTS_ALL runtime development tools)
+if(TARGET gstaudvik)
+  list(APPEND CPACK_COMPONENTS_ALL gstreamer)
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
@@ -55,6 +58,12 @@ set(CPACK_COMPONENT_TOOLS_DESCRIPTION "programs for a TV's sound interface
 A sound service to develop against, a recorder of what is playing, and a
 command-line client for every command and notification.")
 
+set(CPACK_DEBIAN_GSTREAMER_PACKAGE_NAME gstreamer1.0-audvik)
+set(CPACK_DEBIAN_GSTREAMER_PACKAGE_SECTION sound)
+set(CPACK_DEBIAN_GSTREAMER_PACKAGE_DEPENDS "libaudvik ${same_version}")
+set(CPACK_COMPONENT_GSTREAMER_DESCRIPTION "GStreamer plugin for what a TV is playing
+The live source audviksrc brings a TV's sound into any GStreamer pipeline.")
+
 # Each package says under what terms it may be used, and what is new.
 file(STRINGS cmake/debian/changelog newest LIMIT_COUNT 1)
 if(NOT newest MATCHES "^audvik \\(${PROJECT_VERSION}\\)")
@@ -62,7 +71,7 @@ if(NOT newest MATCHES "^audvik \\(${PROJECT_VERSION}\\)")
     "version ${PROJECT_VERSION}; add one")
 endif()
 audvik_compress(cmake/debian/changelog changelog)
-foreach(name IN ITEMS runtime development tools)
+foreach(name IN LISTS CPACK_COMPONENTS_ALL)
   string(TOUPPER ${name} upper)
   install(FILES cmake/debian/copyright ${changelog} COMPONENT ${name}
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
