@@ -96,6 +96,7 @@ int run(int threads, std::chrono::milliseconds taking) {
     std::atomic<std::uint64_t> sent = 0;
     std::atomic<std::uint64_t> refused = 0;
     std::vector<std::thread> senders;
+    senders.reserve(static_cast<std::size_t>(threads));
     for (int i = 0; i < threads; ++i) {
         senders.emplace_back([&] {
             while (!done) {

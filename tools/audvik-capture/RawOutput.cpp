@@ -47,7 +47,7 @@ public:
         for (std::uint32_t const word :
              {kMagic, kHeaderSize, kUnknownLength, kPcm16, static_cast<std::uint32_t>(format.rate),
               static_cast<std::uint32_t>(format.channels)}) {
-            for (unsigned const shift : {24, 16, 8, 0}) {
+            for (unsigned const shift : {24U, 16U, 8U, 0U}) {
                 bytes_.push_back(static_cast<unsigned char>(word >> shift));
             }
         }

@@ -37,7 +37,7 @@ struct Notification : Message {
 };
 
 /// A command with its arguments.
-struct Request {
+struct Request {  // NOLINT(bugprone-exception-escape): JSON frees with the help of a vector
     std::function<std::int32_t(ServiceInterface& service)> send;
     tools::Json arguments;  ///< all of them
 };
