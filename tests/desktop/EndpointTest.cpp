@@ -43,6 +43,19 @@ TEST_F(ServiceEnd, AsksASilentClientAndDropsIt) {
     EXPECT_EQ(notify(1, &info), -ENOTCONN);
 }
 
+TEST_F(ServiceEnd, ForgetsAClientAtOnceWhoseProcessHasGone) {
+    startService();
+    Peer other(address_);
+    other.join();
+    std::optional<Peer> client(address_);
+    client->join();
+    client.reset();
+    // Before it counts as silent, and at the cost of nobody.
+    EXPECT_TRUE(eventually([&] { return notify(1) == 0 && gone_ == 1; }, 1s));
+    EXPECT_EQ(other.hear(Kind::kData).sequence, 1U);
+    EXPECT_EQ(service_->clients(), 1U);
+}
+
 TEST_F(ServiceEnd, HasSoManyPlacesAndTellsWhomItRefuses) {
     for (auto const& [all, ofOneUser] : {std::pair{2, 9}, {9, 2}}) {
         limits_.clients = static_cast<std::size_t>(all);

@@ -229,7 +229,7 @@ void ClientConnection::becomeRegistered(TimePoint now) {
     push(Event::kConnected, 0);
 }
 
-void ClientConnection::peerIsMissing(TimePoint now) {
+void ClientConnection::peerIsMissing(Address const& /*peer*/, TimePoint now) {
     if (state_ == State::kRegistered) loseService(-ECONNREFUSED, now);
     refuseRegistration(-ECONNREFUSED);
 }

@@ -55,7 +55,7 @@ private:
     void receive(DatagramHeader const& header, std::span<std::uint8_t const> message,
                  Address const& from, TimePoint now) override;
     char const* refuse(Kind kind) const override;
-    void peerIsMissing(TimePoint now) override;
+    void peerIsMissing(Address const& peer, TimePoint now) override;
     TimePoint serve(TimePoint now) override;
     bool take(Delivery const& delivery, TimePoint now) override;
     void deliver(Delivery& delivery) override;

@@ -89,31 +89,33 @@ void Endpoint::transmit(Lock& lock) {
     while (!outgoing_.empty()) {
         inTransit_.swap(outgoing_);
         lock.unlock();
-        auto const result = sendAll(inTransit_);
+        bool const refused = sendAll(inTransit_);
         lock.lock();
         inTransit_.clear();
-        if (result == UdpSocket::Result::kRefused) {
-            attempt([this] { protocol_.peerIsMissing(Clock::now()); });
-        }
+        if (refused) takeRefusals(Clock::now());
     }
 }
 
-UdpSocket::Result Endpoint::sendAll(std::span<Outgoing const> all) const {
+bool Endpoint::sendAll(std::span<Outgoing const> all) const {
     constexpr std::size_t kAtOnce = 64;
     std::array<UdpSocket::Outgoing, kAtOnce> datagrams;
-    auto result = UdpSocket::Result::kDone;
+    bool refused = false;
     while (!all.empty()) {
         auto const count = std::min(kAtOnce, all.size());
         for (std::size_t i = 0; i < count; ++i) {
             datagrams[i] = {all[i].header, {}, all[i].to};
             if (all[i].payload) datagrams[i].payload = all[i].payload->bytes;
         }
-        if (socket_.send(std::span(datagrams).first(count)) == UdpSocket::Result::kRefused) {
-            result = UdpSocket::Result::kRefused;
-        }
+        refused |= socket_.send(std::span(datagrams).first(count));
         all = all.subspan(count);
     }
-    return result;
+    return refused;
+}
+
+void Endpoint::takeRefusals(TimePoint now) {
+    while (auto const peer = socket_.takeRefusal()) {
+        attempt([&] { protocol_.peerIsMissing(*peer, now); });
+    }
 }
 
 void Endpoint::reserve(std::size_t size) {
@@ -229,7 +231,6 @@ bool Endpoint::standsIn(TimePoint now) const {
 /// when it has waited for them, and the transport thread only while a receiver runs, with the lock:
 /// so no two do at a time, and datagrams keep their order.
 void Endpoint::receive(Lock& lock, DatagramBatch& batch, bool wait) {
-    auto result = UdpSocket::Result::kNothing;
     if (wait) {
         transmit(lock);
         if (stopping_ || !queue_.empty()) return;
@@ -239,17 +240,15 @@ void Endpoint::receive(Lock& lock, DatagramBatch& batch, bool wait) {
             eventfd_t times;
             eventfd_read(wakeUp_.number(), &times);
         }
-        result = socket_.receive(batch);
+        socket_.receive(batch);
         lock.lock();
         deliveryWaits_ = false;
     } else {
-        result = socket_.receive(batch);
+        socket_.receive(batch);
     }
     if (stopping_) return;
     auto const now = receivedAt_ = Clock::now();
-    if (result == UdpSocket::Result::kRefused) {
-        attempt([&] { protocol_.peerIsMissing(now); });
-    }
+    if (batch.size() == 0) takeRefusals(now);
     for (std::size_t i = 0; i < batch.size(); ++i) {
         attempt([&] { takeIn(batch.bytes(i), batch.sender(i), now); });
     }

@@ -64,8 +64,8 @@ public:
         /// @return what is wrong with a kind of datagram at this end, or null
         virtual char const* refuse(Kind kind) const = 0;
 
-        /// Nobody listens at the peer's address.
-        virtual void peerIsMissing(TimePoint now) = 0;
+        /// Nobody listens at a peer's address.
+        virtual void peerIsMissing(Address const& peer, TimePoint now) = 0;
 
         /// Sends what is due.
         /// @return when there is something to do again
@@ -144,7 +144,8 @@ private:
 
     template <class Work>
     void attempt(Work const& work);
-    UdpSocket::Result sendAll(std::span<Outgoing const> all) const;
+    bool sendAll(std::span<Outgoing const> all) const;
+    void takeRefusals(TimePoint now);
     void runDelivery();
     void runTransport();
     void receive(Lock& lock, DatagramBatch& batch, bool wait);

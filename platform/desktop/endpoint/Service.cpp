@@ -58,7 +58,7 @@ private:
     void receive(DatagramHeader const& header, std::span<std::uint8_t const> message,
                  Address const& from, TimePoint now) override;
     char const* refuse(Kind kind) const override;
-    void peerIsMissing(TimePoint /*now*/) override {}
+    void peerIsMissing(Address const& peer, TimePoint now) override;
     TimePoint serve(TimePoint now) override;
     bool take(Delivery const& delivery, TimePoint now) override;
     void deliver(Delivery& delivery) override;
@@ -179,6 +179,14 @@ void Service::Impl::receive(DatagramHeader const& header, std::span<std::uint8_t
     bool const isNew = client->link.receive(header, message.size(), now);
     if (isNew) endpoint_.push(Delivery::Event::kMessage, 0, client->info, message);
     acknowledged_.notify_all();
+}
+
+/// Its process has ended without a goodbye. Nobody waits for what it has not taken any more.
+void Service::Impl::peerIsMissing(Address const& peer, TimePoint /*now*/) {
+    auto const client = find(peer);
+    if (client == clients_.end()) return;
+    logLine(kFrameWarning, "%s has gone without a goodbye", peer.text().data());
+    remove(client);
 }
 
 void Service::Impl::welcome(DatagramHeader const& hello, Address const& from, TimePoint now) {

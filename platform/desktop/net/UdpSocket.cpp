@@ -41,6 +41,10 @@ std::span<std::uint8_t const> DatagramBatch::bytes(std::size_t index) const {
 UdpSocket::UdpSocket(Role role, Address const& address)
     : connected_(role == Role::kConnect),
       socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), "no socket to be had") {
+    int const yes = 1;
+    if (::setsockopt(socket_.number(), IPPROTO_IP, IP_RECVERR, &yes, sizeof yes) < 0) {
+        fail("no word of refused datagrams to be had");
+    }
     auto const raw = address.toSocketAddress();
     auto const* const generic = reinterpret_cast<sockaddr const*>(&raw);
     if (connected_) {
@@ -52,18 +56,16 @@ UdpSocket::UdpSocket(Role role, Address const& address)
     }
 }
 
-UdpSocket::Result UdpSocket::receive(DatagramBatch& batch) const {
+void UdpSocket::receive(DatagramBatch& batch) const {
     for (auto& message : batch.messages_) message.msg_hdr.msg_namelen = sizeof(sockaddr_in);
     auto const count = ::recvmmsg(socket_.number(), batch.messages_.data(), DatagramBatch::kMost,
                                   MSG_DONTWAIT, nullptr);
     batch.size_ = count > 0 ? static_cast<std::size_t>(count) : 0;
-    if (count > 0) return Result::kDone;
-    return count < 0 && errno == ECONNREFUSED ? Result::kRefused : Result::kNothing;
 }
 
-UdpSocket::Result UdpSocket::send(std::span<Outgoing const> datagrams) const {
+bool UdpSocket::send(std::span<Outgoing const> datagrams) const {
     constexpr std::size_t kMost = 64;
-    auto result = Result::kDone;
+    bool refused = false;
     while (!datagrams.empty()) {
         std::array<mmsghdr, kMost> messages;
         std::array<std::array<iovec, 2>, kMost> parts;
@@ -83,14 +85,23 @@ UdpSocket::Result UdpSocket::send(std::span<Outgoing const> datagrams) const {
                                      static_cast<unsigned>(count), MSG_DONTWAIT);
         if (sent > 0) {
             datagrams = datagrams.subspan(static_cast<std::size_t>(sent));
-        } else if (errno == ECONNREFUSED && result == Result::kDone) {
+        } else if (errno == ECONNREFUSED && !refused) {
             // The answer to an earlier datagram; these have not been sent yet.
-            result = Result::kRefused;
+            refused = true;
         } else {
             datagrams = datagrams.subspan(1);
         }
     }
-    return result;
+    return refused;
+}
+
+std::optional<Address> UdpSocket::takeRefusal() const {
+    sockaddr_in to{};
+    msghdr message{};
+    message.msg_name = &to;
+    message.msg_namelen = sizeof to;
+    if (::recvmsg(socket_.number(), &message, MSG_ERRQUEUE | MSG_DONTWAIT) < 0) return {};
+    return Address::from(to);
 }
 
 bool UdpSocket::wait(int other) const {

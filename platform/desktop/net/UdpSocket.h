@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 
 #include "Address.h"
@@ -42,7 +43,6 @@ private:
 class UdpSocket {
 public:
     enum class Role { kListen, kConnect };
-    enum class Result { kDone, kRefused, kNothing };
 
     struct Outgoing {
         std::span<std::uint8_t const> header;
@@ -54,17 +54,19 @@ public:
     /// @throws std::system_error when that cannot be done, or the system has no socket left
     UdpSocket(Role role, Address const& address);
 
-    /// Takes in the datagrams that are there, without waiting.
-    /// @return kRefused when an earlier datagram was: nobody listens at the peer's address;
-    ///         kNothing when the batch is empty for another reason
-    Result receive(DatagramBatch& batch) const;
+    /// Takes in the datagrams that are there, without waiting. When there is none, an earlier one
+    /// that was sent may have been refused.
+    void receive(DatagramBatch& batch) const;
 
     /// Sends datagrams without waiting. One for which the system has no room is lost like any
     /// other.
-    /// @return kRefused when an earlier datagram was refused; these have been sent all the same
-    Result send(std::span<Outgoing const> datagrams) const;
+    /// @return whether an earlier one was refused; these have been sent all the same
+    bool send(std::span<Outgoing const> datagrams) const;
 
-    /// Waits until there is a datagram, or the other descriptor can be read.
+    /// @return where a datagram was sent to while nobody listened there; each once
+    std::optional<Address> takeRefusal() const;
+
+    /// Waits until there is a datagram or a refusal, or the other descriptor can be read.
     /// @return whether that can be
     bool wait(int other) const;
 
