@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -52,6 +53,7 @@ public:
         // A block whose service was killed may be gone, but not in part.
         if (count > 0 && count != static_cast<ssize_t>(size)) ++broken_;
         if (count > 0) received_.insert(received_.end(), block.begin(), block.end());
+        if (count > 0) pipes_.insert(path);
         if (places_.folder.empty()) places_ = {parent, pipe.st_mode, folder.st_mode};
         changed_.notify_all();
         return 0;
@@ -74,6 +76,12 @@ public:
         return received_;
     }
 
+    /// In how many pipes blocks have been.
+    std::size_t pipes() {
+        std::scoped_lock const lock(mutex_);
+        return pipes_.size();
+    }
+
     /// Where the first block was.
     struct Places {
         std::string folder;
@@ -90,6 +98,7 @@ private:
     std::condition_variable changed_;
     std::vector<char> received_;
     int broken_ = 0;
+    std::set<std::string> pipes_;
     Places places_;
 };
 
@@ -132,6 +141,40 @@ TEST_F(ServiceTest, PipesAreForThisUserOnlyAndGoWithTheService) {
     EXPECT_EQ(places.pipeMode & 0777, 0600U);
     EXPECT_EQ(places.folderMode & 0777, 0700U);
     EXPECT_FALSE(std::filesystem::exists(places.folder));
+}
+
+TEST_F(ServiceTest, NoPipeHasTheNameOfAnEarlierServices) {
+    constexpr std::size_t kBlock = 3840;
+    std::vector<std::string> const words{"--tone", "440", "--duration", "0.02"};
+    auto service = startService(words);
+    startClient();
+    switchAudioData(true);
+    for (std::size_t services = 1; services <= 3; ++services) {
+        EXPECT_EQ(listener_->await(services * kBlock), services * kBlock);
+        EXPECT_EQ(listener_->pipes(), services);
+        service->signal(SIGTERM);
+        service->status();
+        service = startService(words);
+    }
+}
+
+TEST_F(ServiceTest, AFolderThatIsNotThisUsersAloneIsRefused) {
+    TemporaryFolder const runtime;
+    auto const folder = runtime.file("sound-service-" + std::to_string(::geteuid()) + '-' +
+                                     std::getenv("LMQR2_UDPHOST"));
+    ::setenv("XDG_RUNTIME_DIR", std::filesystem::path(folder).parent_path().c_str(), 1);
+    auto const expectRefusal = [&folder](std::string const& complaint) {
+        Program service({AUDVIK_SOUND_SERVICE});
+        EXPECT_EQ(service.status(), 1);
+        EXPECT_NE(service.errors().find(folder), std::string::npos) << service.errors();
+        EXPECT_NE(service.errors().find(complaint), std::string::npos) << service.errors();
+    };
+    ASSERT_EQ(::mkdir(folder.c_str(), 0755), 0);
+    ASSERT_EQ(::chmod(folder.c_str(), 0755), 0);
+    expectRefusal("not this user's alone");
+    std::filesystem::remove(folder);
+    std::filesystem::create_directory_symlink("/tmp", folder);
+    expectRefusal("cannot use the folder");
 }
 
 TEST_F(ServiceTest, AKilledServiceHangsNoClientAndTheNextOneLeavesNothingBehind) {

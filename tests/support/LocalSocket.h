@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -44,8 +45,11 @@ public:
         std::vector<std::uint8_t> bytes(65536);
         sockaddr_in peer{};
         socklen_t size = sizeof peer;
-        auto const length = ::recvfrom(socket_, bytes.data(), bytes.size(), 0,
-                                       reinterpret_cast<sockaddr*>(&peer), &size);
+        ssize_t length = 0;
+        do {
+            length = ::recvfrom(socket_, bytes.data(), bytes.size(), 0,
+                                reinterpret_cast<sockaddr*>(&peer), &size);
+        } while (length < 0 && errno == EINTR);
         bytes.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
         from = toText(peer);
         return bytes;

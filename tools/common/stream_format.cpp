@@ -61,7 +61,8 @@ void writeStreamFormat(std::string const& folder, StreamFormat const& format) {
     std::filesystem::path const path = std::filesystem::path(folder) / kFileName;
     std::filesystem::path const draft = path.string() + ".new";
     std::ofstream file(draft);
-    file << toText({{"rate", format.rate}, {"channels", format.channels}}) << '\n';
+    // By hand: the JSON library ends the process when memory runs out.
+    file << R"({"rate":)" << format.rate << R"(,"channels":)" << format.channels << "}\n";
     file.close();
     if (!file) throw std::runtime_error(draft.string() + " cannot be written");
     std::filesystem::rename(draft, path);

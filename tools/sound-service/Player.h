@@ -93,7 +93,9 @@ private:
     PipeFolder& folder_;
     int const wakeUp_;
     std::vector<std::byte> buffer_;
-    std::uint64_t pipeNumber_ = 0;
+    /// In the last pipe's name. Begins where no earlier service's went: a client may still believe
+    /// what that one has announced, and must not take a block of another's.
+    std::int64_t pipeNumber_ = Clock::now().time_since_epoch().count();
 
     std::mutex mutex_;
     std::map<std::array<std::uint32_t, 7>, Stream> streams_;
