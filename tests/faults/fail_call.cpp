@@ -2,21 +2,27 @@
 //
 //   AUDVIK_FAIL=malloc:7:12    the 7th call of malloc() fails with errno 12
 //
-// Calls are counted from the moment when the program opens /audvik-faults-begin, which never works,
-// or, with AUDVIK_FAIL_FROM_SOCKET, when it makes its first socket. How many there were is written
-// to AUDVIK_FAIL_COUNT at the end.
+// Calls are counted from the moment when the program looks for /audvik-faults-begin, or, with
+// AUDVIK_FAIL_FROM_FOLDER, when it makes its first folder. How many there were is written to
+// AUDVIK_FAIL_COUNT at the end.
 
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
+#include <sys/eventfd.h>
+#include <sys/file.h>
+#include <sys/inotify.h>
+#include <sys/random.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -24,7 +30,7 @@
 namespace {
 
 std::atomic<bool> counting = false;
-bool fromSocket = false;
+bool fromFolder = false;
 std::atomic<long> calls = 0;
 char wantedName[32];
 long wantedCall = 0;
@@ -33,7 +39,7 @@ int wantedError = 0;
 __attribute__((constructor)) void readWish() {
     char const* const wish = std::getenv("AUDVIK_FAIL");
     if (wish != nullptr) std::sscanf(wish, "%31[^:]:%ld:%d", wantedName, &wantedCall, &wantedError);
-    fromSocket = std::getenv("AUDVIK_FAIL_FROM_SOCKET") != nullptr;
+    fromFolder = std::getenv("AUDVIK_FAIL_FROM_FOLDER") != nullptr;
 }
 
 __attribute__((destructor)) void writeCount() {
@@ -60,53 +66,88 @@ Function* real(char const* name) {
 
 }  // namespace
 
-// The real one is looked up when the program begins: the look-up may allocate.
-#define AUDVIK_FAILING(RESULT, NAME, PARAMETERS, ARGUMENTS, FAILURE)         \
-    extern "C" RESULT NAME PARAMETERS {                                      \
-        static auto* const next = real<RESULT PARAMETERS>(#NAME);            \
-        return fails(#NAME) ? static_cast<RESULT>(FAILURE) : next ARGUMENTS; \
+// The real one is looked up when the program begins: the look-up may allocate. Some functions have
+// other names, too, in programs that were built for large files or with checks.
+#define AUDVIK_FAILING_AS(KIND, RESULT, NAME, PARAMETERS, ARGUMENTS)   \
+    extern "C" RESULT NAME PARAMETERS {                                \
+        static auto* const next = real<RESULT PARAMETERS>(#NAME);      \
+        return fails(KIND) ? static_cast<RESULT>(-1) : next ARGUMENTS; \
+    }
+#define AUDVIK_FAILING(RESULT, NAME, PARAMETERS, ARGUMENTS) \
+    AUDVIK_FAILING_AS(#NAME, RESULT, NAME, PARAMETERS, ARGUMENTS)
+#define AUDVIK_FAILING_OPEN(KIND, NAME, PARAMETERS, ...)                            \
+    extern "C" int NAME PARAMETERS {                                                \
+        static auto* const next = real<int PARAMETERS>(#NAME);                      \
+        va_list arguments;                                                          \
+        va_start(arguments, flags);                                                 \
+        mode_t const mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0; \
+        va_end(arguments);                                                          \
+        return fails(KIND) ? -1 : next(__VA_ARGS__, mode);                          \
     }
 
 extern "C" void* __libc_malloc(std::size_t size);
+extern "C" void* __libc_calloc(std::size_t count, std::size_t size);
 
 extern "C" void* malloc(std::size_t size) {
     return fails("malloc") ? nullptr : __libc_malloc(size);
 }
 
-extern "C" int open(char const* path, int flags, ...) {
-    if (std::strcmp(path, "/audvik-faults-begin") == 0) {
-        counting = true;
-        errno = ENOENT;
-        return -1;
-    }
-    static auto* const next = real<int(char const*, int, ...)>("open");
-    va_list arguments;
-    va_start(arguments, flags);
-    mode_t const mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
-    va_end(arguments);
-    return fails("open") ? -1 : next(path, flags, mode);
+extern "C" void* calloc(std::size_t count, std::size_t size) {
+    return fails("malloc") ? nullptr : __libc_calloc(count, size);
 }
 
-AUDVIK_FAILING(ssize_t, read, (int file, void* data, std::size_t size), (file, data, size), -1)
-AUDVIK_FAILING(ssize_t, write, (int file, void const* data, std::size_t size), (file, data, size),
-               -1)
-
-extern "C" int socket(int domain, int type, int protocol) {
-    static auto* const next = real<int(int, int, int)>("socket");
-    if (fromSocket) counting = true;
-    return fails("socket") ? -1 : next(domain, type, protocol);
+extern "C" int access(char const* path, int mode) {
+    static auto* const next = real<int(char const*, int)>("access");
+    if (std::strcmp(path, "/audvik-faults-begin") == 0) counting = true;
+    return next(path, mode);
 }
 
-AUDVIK_FAILING(int, mkfifo, (char const* path, mode_t mode), (path, mode), -1)
-AUDVIK_FAILING(int, poll, (pollfd * files, nfds_t count, int timeout), (files, count, timeout), -1)
+AUDVIK_FAILING_OPEN("open", open, (char const* path, int flags, ...), path, flags)
+AUDVIK_FAILING_OPEN("open", open64, (char const* path, int flags, ...), path, flags)
+AUDVIK_FAILING_OPEN("openat", openat64, (int folder, char const* path, int flags, ...), folder,
+                    path, flags)
+
+// What fails to be closed is closed all the same.
+extern "C" int close(int file) {
+    static auto* const next = real<int(int)>("close");
+    int const status = next(file);
+    return fails("close") ? -1 : status;
+}
+
+extern "C" int mkdir(char const* path, mode_t mode) {
+    static auto* const next = real<int(char const*, mode_t)>("mkdir");
+    if (fromFolder) counting = true;
+    return fails("mkdir") ? -1 : next(path, mode);
+}
+
+AUDVIK_FAILING(ssize_t, read, (int file, void* data, std::size_t size), (file, data, size))
+AUDVIK_FAILING_AS("read", ssize_t, __read_chk,
+                  (int file, void* data, std::size_t size, std::size_t room),
+                  (file, data, size, room))
+AUDVIK_FAILING(ssize_t, write, (int file, void const* data, std::size_t size), (file, data, size))
+AUDVIK_FAILING(int, flock, (int file, int operation), (file, operation))
+AUDVIK_FAILING(int, bind, (int file, sockaddr const* address, socklen_t size),
+               (file, address, size))
+AUDVIK_FAILING(int, connect, (int file, sockaddr const* address, socklen_t size),
+               (file, address, size))
+AUDVIK_FAILING(int, eventfd, (unsigned value, int flags), (value, flags))
+AUDVIK_FAILING(int, timerfd_create, (clockid_t clock, int flags), (clock, flags))
+AUDVIK_FAILING(int, inotify_init1, (int flags), (flags))
+AUDVIK_FAILING(int, inotify_add_watch, (int file, char const* path, std::uint32_t what),
+               (file, path, what))
+AUDVIK_FAILING(ssize_t, getrandom, (void* data, std::size_t size, unsigned flags),
+               (data, size, flags))
+AUDVIK_FAILING(int, socket, (int domain, int type, int protocol), (domain, type, protocol))
+AUDVIK_FAILING(int, mkfifo, (char const* path, mode_t mode), (path, mode))
+AUDVIK_FAILING(int, poll, (pollfd * files, nfds_t count, int timeout), (files, count, timeout))
 AUDVIK_FAILING(int, ppoll,
                (pollfd * files, nfds_t count, timespec const* timeout, sigset_t const* mask),
-               (files, count, timeout, mask), -1)
+               (files, count, timeout, mask))
 AUDVIK_FAILING(int, recvmmsg,
                (int file, mmsghdr* messages, unsigned count, int flags, timespec* timeout),
-               (file, messages, count, flags, timeout), -1)
+               (file, messages, count, flags, timeout))
 AUDVIK_FAILING(int, sendmmsg, (int file, mmsghdr* messages, unsigned count, int flags),
-               (file, messages, count, flags), -1)
+               (file, messages, count, flags))
 
 extern "C" int pthread_create(pthread_t* thread, pthread_attr_t const* attributes,
                               void* (*start)(void*), void* argument) {

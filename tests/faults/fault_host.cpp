@@ -1,10 +1,10 @@
 // A host for script/faults: exits with 0 when it has got sound, at once or when it has tried again
 // as the library's errors ask for, and with 3 when it has not.
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 
@@ -20,7 +20,8 @@ void onAudio(unsigned char const* /*data*/, std::int32_t /*size*/, void* /*user_
 
 bool getsSound() {
     constexpr int kEnough = 3;
-    for (int ms = 0; ms < 4000 && blocks < kEnough; ms += 2) usleep(2000);
+    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(4);
+    while (blocks < kEnough && std::chrono::steady_clock::now() < end) usleep(2000);
     return blocks >= kEnough;
 }
 
@@ -34,7 +35,7 @@ bool start() {
 }  // namespace
 
 int main() {
-    static_cast<void>(::open("/audvik-faults-begin", O_RDONLY | O_CLOEXEC));
+    static_cast<void>(::access("/audvik-faults-begin", F_OK));
     if (start() && getsSound()) return 0;
     return start() && getsSound() ? 0 : 3;
 }
