@@ -3,7 +3,7 @@
 //
 // usage: blocks WAY COUNT BYTES
 //   audvik     through the library, from the sound-service that runs
-//   fifos      a bare pair: four FIFOs that are kept, one datagram a block
+//   fifos      a bare pair: four FIFOs that are kept, one UDP datagram a block
 //   new-fifos  the same with a FIFO for each block
 //   seqpacket  the blocks themselves in packets
 //   gstreamer  filesrc ! appsink in this process
@@ -139,8 +139,7 @@ void takeFromPipes(int count, int size, bool areKept) {
     auto const shared = ::access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
     auto folder = std::string(shared) + "/audvik-bench-XXXXXX";
     if (::mkdtemp(folder.data()) == nullptr) check(-1, "mkdtemp");
-    std::array<int, 2> sockets;
-    check(::socketpair(AF_UNIX, SOCK_DGRAM, 0, sockets.data()), "socketpair");
+    auto const sockets = bench::udpPair();
     {
         Child const player(
             [&] { (areKept ? playIntoKeptPipes : playIntoNewPipes)(sockets[1], folder, size); });

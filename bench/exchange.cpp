@@ -7,7 +7,6 @@
 //   audvik-pair  the same with a service of its own, which takes the time
 //   udp, seqpacket, zeromq, sd-bus
 
-#include <netinet/in.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 
@@ -237,22 +236,7 @@ void seqpacket(int count) {
 }
 
 void udp(int count) {
-    std::array<int, 2> sockets;
-    std::array<sockaddr_in, 2> addresses{};
-    for (std::size_t i = 0; i < 2; ++i) {
-        sockets[i] = check(::socket(AF_INET, SOCK_DGRAM, 0), "socket");
-        addresses[i].sin_family = AF_INET;
-        addresses[i].sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        auto* const address = reinterpret_cast<sockaddr*>(&addresses[i]);
-        socklen_t size = sizeof addresses[i];
-        check(::bind(sockets[i], address, size), "bind");
-        check(::getsockname(sockets[i], address, &size), "getsockname");
-    }
-    for (std::size_t i = 0; i < 2; ++i) {
-        auto const* const peer = reinterpret_cast<sockaddr const*>(&addresses[1 - i]);
-        check(::connect(sockets[i], peer, sizeof(sockaddr_in)), "connect");
-    }
-    exchangeOver(sockets, count);
+    exchangeOver(bench::udpPair(), count);
 }
 
 #ifdef BENCH_ALTERNATIVES

@@ -3,7 +3,6 @@
 //
 // usage: fanout audvik|sendmmsg COUNT PROCESSES
 
-#include <netinet/in.h>
 #include <sys/socket.h>
 
 #include <array>
@@ -67,16 +66,6 @@ void audvik(int count, std::size_t processes) {
     });
 }
 
-int boundSocket(sockaddr_in& address) {
-    int const socket = check(::socket(AF_INET, SOCK_DGRAM, 0), "socket");
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    check(::bind(socket, reinterpret_cast<sockaddr*>(&address), size), "bind");
-    check(::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size), "getsockname");
-    return socket;
-}
-
 void sendmmsgAlone(int count, std::size_t processes) {
     std::array<unsigned char, 68> datagram{};  // as large as the transport's
     iovec part{datagram.data(), datagram.size()};
@@ -84,7 +73,7 @@ void sendmmsgAlone(int count, std::size_t processes) {
     std::vector<mmsghdr> messages(processes);
     std::list<Child> listeners;
     for (std::size_t i = 0; i < processes; ++i) {
-        int const socket = boundSocket(addresses[i]);
+        int const socket = bench::boundSocket(addresses[i]);
         listeners.emplace_back([socket] {
             std::array<unsigned char, 68> received;
             while (::recv(socket, received.data(), received.size(), 0) > 0) continue;
@@ -96,7 +85,7 @@ void sendmmsgAlone(int count, std::size_t processes) {
         messages[i].msg_hdr.msg_iovlen = 1;
     }
     sockaddr_in own{};
-    int const socket = boundSocket(own);
+    int const socket = bench::boundSocket(own);
     measure(count, [&] {
         check(::sendmmsg(socket, messages.data(), static_cast<unsigned>(processes), 0), "sendmmsg");
     });

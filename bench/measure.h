@@ -1,11 +1,14 @@
 // What the measuring programs have in common.
 #pragma once
 
+#include <netinet/in.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
@@ -28,6 +31,29 @@ template <class Result>
 Result check(Result result, char const* what) {
     if (result < 0) throw std::system_error(errno, std::generic_category(), what);
     return result;
+}
+
+/// A UDP socket on loopback.
+/// @param address  is told where
+inline int boundSocket(sockaddr_in& address) {
+    int const socket = check(::socket(AF_INET, SOCK_DGRAM, 0), "socket");
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    check(::bind(socket, reinterpret_cast<sockaddr*>(&address), size), "bind");
+    check(::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size), "getsockname");
+    return socket;
+}
+
+/// Two that are connected with each other.
+inline std::array<int, 2> udpPair() {
+    std::array<sockaddr_in, 2> addresses{};
+    std::array const sockets{boundSocket(addresses[0]), boundSocket(addresses[1])};
+    for (std::size_t i = 0; i < 2; ++i) {
+        auto const* const peer = reinterpret_cast<sockaddr const*>(&addresses[1 - i]);
+        check(::connect(sockets[i], peer, sizeof addresses[i]), "connect");
+    }
+    return sockets;
 }
 
 /// A process that runs a function until it is killed, at the latest with its parent.

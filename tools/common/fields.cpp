@@ -61,6 +61,7 @@ FieldNote const* noteOf(std::string_view record, std::size_t index) {
 Fields membersOf(Field const& field) {
     auto* const base = static_cast<unsigned char*>(field.address);
     Fields fields;
+    fields.reserve(field.type->members.size() + field.type->count);
     for (auto const& member : field.type->members) {
         fields.push_back(
             {member.type, base + member.offset, noteOf(field.type->name, fields.size())});

@@ -140,10 +140,11 @@ std::vector<FieldType const*> memberTypes(FieldType const& record);
 /// bare arguments are the fields themselves.
 template <class... Types>
 Fields fieldsOf(Types const&... arguments) {
-    Fields fields{Field{&detail::kFieldType<Types>, const_cast<Types*>(&arguments)}...};
-    bool const isLoneRecord =
-        fields.size() == 1 && fields.front().type->kind == FieldType::Kind::kRecord;
-    return isLoneRecord ? membersOf(fields.front()) : fields;
+    if constexpr (sizeof...(Types) == 1 && (sound::packing::Record<Types> && ...)) {
+        return (membersOf({&detail::kFieldType<Types>, const_cast<Types*>(&arguments)}), ...);
+    } else {
+        return {Field{&detail::kFieldType<Types>, const_cast<Types*>(&arguments)}...};
+    }
 }
 
 /// Reads or writes an integer field. The value written must be in the type's range.

@@ -9,7 +9,6 @@ namespace sound::service {
 
 void MessageLog::write(char const* kind, char const* name, MessageId id,
                        frame::TransportInfo const* client, tools::Fields const& arguments) {
-    if (!on_) return;
     tools::Json line = tools::messageLine(kind, name, static_cast<std::uint32_t>(id),
                                           tools::fieldsToJson(arguments));
     line["client"] = client == nullptr ? "all" : desktop::clientName(*client);

@@ -15,6 +15,9 @@ class MessageLog {
 public:
     explicit MessageLog(bool on) : on_(on) {}
 
+    /// Whether anything is written. What it would be need not be found out otherwise.
+    bool isOn() const { return on_; }
+
     /// @param kind    "command" or "notification"
     /// @param client  whom it came from or goes to; null for all
     void write(char const* kind, char const* name, MessageId id, frame::TransportInfo const* client,

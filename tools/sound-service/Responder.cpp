@@ -56,7 +56,7 @@ std::int32_t Responder::receive(frame::MsgMeta const& /*meta*/, frame::Transport
 
 template <MessageId kId>
 void Responder::handle(frame::TransportInfo const& client, ArgumentsOf<kId> const& arguments) {
-    log_.write("command", Message<kId>::kName, kId, &client, fieldsOf(arguments));
+    if (log_.isOn()) log_.write("command", Message<kId>::kName, kId, &client, fieldsOf(arguments));
     std::scoped_lock const lock(mutex_);
 #define AUDVIK_NOTIFICATION(NAME, RELATION, COMMAND, ...)                                  \
     if constexpr (kId == MessageId::cmd##COMMAND) {                                        \
@@ -95,7 +95,7 @@ std::int32_t Responder::send(frame::TransportInfo const* client,
     auto const status =
         frameLmqIOServiceSendStructure(ioModule_, frame::MsgIds::none, notificationHeader(kId),
                                        client, Message<kId>::kTable, record.data());
-    if (status >= 0) {
+    if (status >= 0 && log_.isOn()) {
         log_.write("notification", Message<kId>::kName, kId, client, fieldsOf(arguments));
     }
     return status;
