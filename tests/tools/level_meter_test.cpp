@@ -10,7 +10,7 @@ namespace {
 /// What the meter shows of a stereo sine, in tenths of a second.
 std::string shown(double amplitude, double hertz, double phase) {
     constexpr int kRate = 48000;
-    LevelMeter meter(2, kRate);
+    tools::LevelMeter meter(2, kRate);
     std::string line;
     for (int tenth = 0; tenth < 10; ++tenth) {
         std::vector<unsigned char> bytes;
@@ -30,7 +30,7 @@ std::string shown(double amplitude, double hertz, double phase) {
 }
 
 TEST(LevelMeter, ShowsTheTruePeakAndTheLoudness) {
-    if (makeLoudness(1, 48000) == nullptr) GTEST_SKIP() << "built without libebur128";
+    if (tools::makeLoudness(1, 48000) == nullptr) GTEST_SKIP() << "built without libebur128";
     // A sine of 997 Hz in both channels is as many LUFS as its peak has decibels.
     EXPECT_EQ(shown(0.5, 997, 0), "  dBTP  |##########- | -6.0  |##########- | -6.0  -6.0 LUFS");
     // Its samples reach no more than 0.71 of its peak.

@@ -47,7 +47,7 @@ private:
     int const rawOutput_;
     tools::SoundSource& service_;
     std::unique_ptr<Output> output_;
-    std::optional<LevelMeter> meter_;
+    std::optional<tools::LevelMeter> meter_;
     std::optional<tools::FormatWatch> formatWatch_;
     bool const showsLevels_;
     std::chrono::steady_clock::time_point shown_;

@@ -101,7 +101,26 @@ Named const& find(std::span<Named const> messages, std::string_view kind, std::s
     throw tools::UsageError(text);
 }
 
+void collectNamed(std::string const& path, std::string_view record,
+                  std::vector<tools::FieldType const*> const& types,
+                  std::vector<NamedField>& found) {
+    for (std::size_t i = 0; i < types.size(); ++i) {
+        NamedField const field{tools::memberPath(path, nullptr, i), types[i],
+                               tools::noteOf(record, i)};
+        if (field.note != nullptr) found.push_back(field);
+        if (types[i]->kind == tools::FieldType::Kind::kRecord) {
+            collectNamed(field.path, types[i]->name, tools::memberTypes(*types[i]), found);
+        }
+    }
+}
+
 }  // namespace
+
+std::vector<NamedField> namedFields(Message const& message) {
+    std::vector<NamedField> found;
+    collectNamed("", message.record, message.fields, found);
+    return found;
+}
 
 bool Message::nameContains(std::string_view pattern) const {
     auto const sameLetter = [](unsigned char a, unsigned char b) {

@@ -31,6 +31,16 @@ struct Message {
     bool nameContains(std::string_view pattern) const;
 };
 
+/// What the user's names file says of a field.
+struct NamedField {
+    std::string path;  ///< "field2", or "field46.field1" inside a record
+    tools::FieldType const* type;
+    tools::FieldNote const* note;
+};
+
+/// Of a message's fields those that have a name, inside records, too, in order.
+std::vector<NamedField> namedFields(Message const& message);
+
 struct Notification : Message {
     std::string_view command;   ///< brings it about
     std::string_view relation;  ///< to that: "reports", "answers" or "streams"

@@ -23,6 +23,13 @@ inline void addServiceOption(CLI::App& app) {
         ->type_name("ADDRESS");
 }
 
+/// Declares a file for useNamesFile().
+inline void addNamesOption(CLI::App& app, std::string& path) {
+    app.add_option("--names", path, "a file with names, units and ranges of fields")
+        ->type_name("FILE")
+        ->envname("AUDVIK_NAMES");
+}
+
 inline void addDebugLevelOption(CLI::App& app, std::string& level) {
     app.add_option("--debug-level", level, "what the platform's log shows")
         ->check(CLI::IsMember({"error", "warning", "info", "trace"}))

@@ -11,6 +11,7 @@
 #include "MessageLog.h"
 #include "PipeFolder.h"
 #include "Player.h"
+#include "program.h"
 #include "program_options.h"
 #include "Replay.h"
 #include "Responder.h"
@@ -152,18 +153,6 @@ void raiseDescriptorLimit() {
     ::setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-/// Blocks the signals that end the service, for all threads to come.
-sigset_t blockEndingSignals() {
-    sigset_t signals;
-    ::sigemptyset(&signals);
-    ::sigaddset(&signals, SIGINT);
-    ::sigaddset(&signals, SIGTERM);
-    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    // When nobody reads the log any more the clients are served all the same.
-    std::signal(SIGPIPE, SIG_IGN);
-    return signals;
-}
-
 void serve(Options const& options) {
     auto sound = makeSound(options);
     auto state = options.stateFile.empty() ? State{} : readState(options.stateFile);
@@ -172,7 +161,9 @@ void serve(Options const& options) {
     auto const description = describe(options, sound);
     auto const address = serviceAddress();
     auto const format = sound.format();
-    auto const signals = blockEndingSignals();
+    auto const signals = tools::blockEndingSignals();
+    // When nobody reads the log any more the clients are served all the same.
+    std::signal(SIGPIPE, SIG_IGN);
     raiseDescriptorLimit();
 
     // In the order in which one needs the other: the last goes first.

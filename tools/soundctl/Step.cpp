@@ -6,7 +6,7 @@
 
 namespace sound::control {
 
-std::optional<tools::Json> run(Client& client, Step const& step) {
+std::optional<tools::Json> run(reflection::Client& client, Step const& step) {
     if (step.expected == nullptr) {
         client.send(*step.command, step.request);
         return std::nullopt;

@@ -22,6 +22,6 @@ struct Step {
 
 /// @return the arguments of the expected notification, if there is one
 /// @throws tools::Failure when the command cannot be sent or the notification does not come in time
-std::optional<tools::Json> run(Client& client, Step const& step);
+std::optional<tools::Json> run(reflection::Client& client, Step const& step);
 
 }  // namespace sound::control

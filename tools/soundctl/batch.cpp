@@ -93,7 +93,7 @@ void print(tools::Json answer, std::size_t number) {
 
 void runAll(std::istream& input, std::string const& path) {
     std::vector<Line> const lines = readLines(input, path);
-    Client client;
+    reflection::Client client;
     for (auto const& [number, step] : lines) {
         try {
             auto const answer = run(client, step);
@@ -104,7 +104,7 @@ void runAll(std::istream& input, std::string const& path) {
     }
 }
 
-tools::Json answerTo(Client& client, Step const& step) {
+tools::Json answerTo(reflection::Client& client, Step const& step) {
     auto const answer = run(client, step);
     return answer ? tools::notificationLine(*step.expected, *answer)
                   : tools::messageLine("command", step.command->name, step.command->id,
@@ -112,7 +112,7 @@ tools::Json answerTo(Client& client, Step const& step) {
 }
 
 void runEach(std::istream& input, std::string const& path) {
-    Client client;
+    reflection::Client client;
     std::size_t failures = 0;
     std::string text;
     for (std::size_t number = 1; tools::readLine(input, text); ++number) {

@@ -17,22 +17,15 @@ void print(reflection::Message const& message) {
 }
 
 /// What the user's names file says: "    field2 volume, from 0 to 100, in %".
-void printNotes(std::string const& path, std::string_view record,
-                std::vector<tools::FieldType const*> const& types) {
-    for (std::size_t i = 0; i < types.size(); ++i) {
-        auto const name = tools::memberPath(path, nullptr, i);
-        if (auto const* const note = tools::noteOf(record, i)) {
-            std::string text = "    " + name + ' ' + note->name;
-            if (note->range) {
-                text += ", from " + std::to_string(note->range->least) + " to " +
-                        std::to_string(note->range->most);
-            }
-            if (!note->unit.empty()) text += ", in " + note->unit;
-            std::puts(text.c_str());
+void printNotes(reflection::Message const& message) {
+    for (auto const& [path, type, note] : reflection::namedFields(message)) {
+        std::string text = "    " + path + ' ' + note->name;
+        if (note->range) {
+            text += ", from " + std::to_string(note->range->least) + " to " +
+                    std::to_string(note->range->most);
         }
-        if (types[i]->kind == tools::FieldType::Kind::kRecord) {
-            printNotes(name, types[i]->name, tools::memberTypes(*types[i]));
-        }
+        if (!note->unit.empty()) text += ", in " + note->unit;
+        std::puts(text.c_str());
     }
 }
 
@@ -46,7 +39,7 @@ void list(ListOptions const& options) {
             found = true;
             if (options.json) continue;
             print(message);
-            printNotes("", message.record, message.fields);
+            printNotes(message);
         }
     };
     take(reflection::commands());

@@ -2,13 +2,13 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <functional>
 #include <memory>
 
 #include "csp/debug.h"
 #include "errors.h"
 #include "names_file.h"
+#include "program.h"
 #include "program_options.h"
 #include "Step.h"
 #include "subcommands.h"
@@ -174,9 +174,7 @@ void runProgram(int argc, char** argv) {
     tools::addDebugLevelOption(app, debugLevel);
     tools::addServiceOption(app);
     std::string names;
-    app.add_option("--names", names, "a file with names, units and ranges of fields")
-        ->type_name("FILE")
-        ->envname("AUDVIK_NAMES");
+    tools::addNamesOption(app, names);
     app.fallthrough();  // they may stand behind the subcommand, too
     Action action;
     for (auto* const declare : {declareList, declareSend, declareMonitor, declareState,
@@ -201,15 +199,5 @@ void runProgram(int argc, char** argv) {
 }  // namespace sound::control
 
 int main(int argc, char** argv) {
-    int status = EXIT_FAILURE;
-    try {
-        sound::control::runProgram(argc, argv);
-        return EXIT_SUCCESS;
-    } catch (tools::UsageError const& error) {
-        std::fprintf(stderr, "soundctl: %s\n", error.what());
-        status = sound::control::kUsageError;
-    } catch (std::exception const& error) {
-        std::fprintf(stderr, "soundctl: %s\n", error.what());
-    }
-    return status;
+    return tools::runProgram("soundctl", [=] { sound::control::runProgram(argc, argv); });
 }

@@ -37,7 +37,7 @@ void send(SendOptions const& options) {
         throw tools::UsageError(options.command + ": " + error.what());
     }
 
-    Client client;
+    reflection::Client client;
     auto const answer = run(client, step);
     if (!answer) return;
     std::string const line = options.json.empty()

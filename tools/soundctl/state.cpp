@@ -50,7 +50,7 @@ private:
 };
 
 /// Sends the commands that do nothing but have a wanted notification sent.
-void askFor(Wanted const& wanted, Client& client) {
+void askFor(Wanted const& wanted, reflection::Client& client) {
     for (auto const* const notification : wanted) {
         if (notification->relation != "answers") continue;
         auto const& command = reflection::findCommand(notification->command);
@@ -64,8 +64,8 @@ void state(StateOptions const& options) {
     Wanted wanted;
     for (auto const& name : options.names) wanted.push_back(&reflection::findNotification(name));
     auto const heard = std::make_shared<Heard>();
-    watchConnection();
-    Client client;
+    tools::watchConnection();
+    reflection::Client client;
     client.listen([heard](auto const& notification, tools::Json const& arguments) {
         heard->take(notification, arguments);
     });
@@ -82,7 +82,8 @@ void state(StateOptions const& options) {
     }
     if (options.json)
         std::puts(document.dump(2, ' ', false, tools::Json::error_handler_t::replace).c_str());
-    if (!isConnected()) throw tools::Failure("no sound service at " + tools::serviceAddress());
+    if (!tools::isConnected())
+        throw tools::Failure("no sound service at " + tools::serviceAddress());
     if (!wanted.empty()) {
         throw tools::Failure("no " + std::string(wanted.front()->name) + " came within " +
                              tools::toText(options.timeout) + " s");

@@ -1,7 +1,6 @@
 #include "until_ended.h"
 
 #include <poll.h>
-#include <pthread.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -13,6 +12,7 @@
 
 #include "ConnectionWatcher.h"
 #include "errors.h"
+#include "program.h"
 #include "service_address.h"
 
 namespace sound::control {
@@ -29,7 +29,7 @@ void waitForEnd(sigset_t const& signals) {
     if (watched[0].fd < 0) throw tools::Failure(std::string("no signalfd: ") + strerror(errno));
     // Negative when the process was stopped and goes on.
     while (poll(watched.data(), watched.size(), kInterval) <= 0) {
-        if (isConnected() == present) continue;
+        if (tools::isConnected() == present) continue;
         present = !present;
         std::fprintf(stderr, "soundctl: %s sound service at %s%s\n", present ? "found the" : "no",
                      tools::serviceAddress().c_str(), present ? "" : "; waiting for it");
@@ -38,16 +38,10 @@ void waitForEnd(sigset_t const& signals) {
 
 }  // namespace
 
-void listenUntilEnded(NotificationSink const& sink) {
-    // Blocked in every thread, for this one to wait for.
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-
-    watchConnection();
-    Client client;
+void listenUntilEnded(reflection::NotificationSink const& sink) {
+    auto const signals = tools::blockEndingSignals();
+    tools::watchConnection();
+    reflection::Client client;
     client.listen(sink);
     waitForEnd(signals);
     client.listen(nullptr);

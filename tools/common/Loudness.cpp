@@ -4,6 +4,8 @@
 
 #include <new>
 
+namespace tools {
+
 namespace {
 
 class EbuLoudness : public Loudness {
@@ -44,3 +46,5 @@ private:
 std::unique_ptr<Loudness> makeLoudness(std::size_t channels, int rate) {
     return std::make_unique<EbuLoudness>(channels, rate);
 }
+
+}  // namespace tools

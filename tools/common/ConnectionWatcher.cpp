@@ -4,15 +4,23 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "errors.h"
 #include "frame/AbstractMarshallingImpl.h"
 
-namespace sound::control {
+namespace tools {
 
 namespace {
 
 std::atomic<bool> connected = false;
+
+/// Set before there is a watcher, and never destroyed: one may be told in the last moment.
+auto& whenChanged = *new std::function<void(bool)>;
+
+void change(bool isConnected) {
+    if (connected.exchange(isConnected) != isConnected && whenChanged) whenChanged(isConnected);
+}
 
 /// A member of the process that does nothing but listen to the transport.
 class ConnectionWatcher : public frame::AbstractMarshallingImpl {
@@ -20,9 +28,9 @@ public:
     ConnectionWatcher() : AbstractMarshallingImpl(kDefaultCoupling) {}
 
     std::int32_t registerMessageHandlers() override { return 0; }
-    void onIOConnectionConnected() override { connected = true; }
-    void onIOConnectionConnectionFailed(int /*error*/) override { connected = false; }
-    void onIOConnectionDisconnected(int /*error*/) override { connected = false; }
+    void onIOConnectionConnected() override { change(true); }
+    void onIOConnectionConnectionFailed(int /*error*/) override { change(false); }
+    void onIOConnectionDisconnected(int /*error*/) override { change(false); }
 };
 
 void** createWatcher() {
@@ -35,14 +43,14 @@ void** createWatcher() {
 
 }  // namespace
 
-void watchConnection() {
+void watchConnection(std::function<void(bool)> changed) {
+    whenChanged = std::move(changed);
     std::int32_t const status = frame::Process::getInstance().startAppMembersSync(&createWatcher);
-    if (status < 0)
-        throw tools::Failure(std::string("the client does not start: ") + strerror(-status));
+    if (status < 0) throw Failure(std::string("the client does not start: ") + strerror(-status));
 }
 
 bool isConnected() {
     return connected;
 }
 
-}  // namespace sound::control
+}  // namespace tools

@@ -10,7 +10,7 @@
 #include "sound/ClientInterfaceListener.h"
 #include "sound/Proxy.h"
 
-namespace sound::control {
+namespace sound::reflection {
 
 class Client::Listener : public ClientInterfaceListener {
 public:
@@ -21,18 +21,18 @@ public:
         sink_ = std::move(sink);
     }
 
-#define AUDVIK_NOTIFICATION(NAME, RELATION, COMMAND, ...)                                    \
-    std::int32_t on##NAME##Notify(frame::MsgIds& /*msgIds*/,                                 \
-                                  frame::TransportInfo const& /*transportInfo*/              \
-                                      AUDVIK_PARAMETERS(__VA_ARGS__)) override {             \
-        static auto const& notification = reflection::findNotification("on" #NAME "Notify"); \
-        return report(notification AUDVIK_ARGUMENTS(__VA_ARGS__));                           \
+#define AUDVIK_NOTIFICATION(NAME, RELATION, COMMAND, ...)                        \
+    std::int32_t on##NAME##Notify(frame::MsgIds& /*msgIds*/,                     \
+                                  frame::TransportInfo const& /*transportInfo*/  \
+                                      AUDVIK_PARAMETERS(__VA_ARGS__)) override { \
+        static auto const& notification = findNotification("on" #NAME "Notify"); \
+        return report(notification AUDVIK_ARGUMENTS(__VA_ARGS__));               \
     }
 #include "sound/messages.def"
 
 private:
     template <class... Types>
-    std::int32_t report(reflection::Notification const& notification, Types const&... arguments) {
+    std::int32_t report(Notification const& notification, Types const&... arguments) {
         std::lock_guard const lock(mutex_);
         if (sink_) sink_(notification, tools::argumentsToJson(arguments...));
         return 0;
@@ -42,9 +42,12 @@ private:
     NotificationSink sink_;
 };
 
-Client::Client() : listener_(boost::make_shared<Listener>()) {
+Client::Client(Proxy proxy) : listener_(boost::make_shared<Listener>()) {
     listener_->setSelfReference(listener_);
-    std::int32_t status = frame::Process::getInstance().startAppMembersSync(&CreateSoundProxy);
+    std::int32_t status = 0;
+    if (proxy == Proxy::kStart) {
+        status = frame::Process::getInstance().startAppMembersSync(&CreateSoundProxy);
+    }
     if (status >= 0) status = listener_->init();
     if (status < 0)
         throw tools::Failure(std::string("the client does not start: ") + strerror(-status));
@@ -54,11 +57,11 @@ void Client::listen(NotificationSink sink) {
     listener_->listen(std::move(sink));
 }
 
-void Client::send(reflection::Command const& command, reflection::Request const& request) {
+void Client::send(Command const& command, Request const& request) {
     std::int32_t const status = request.send(*listener_->getSrvIf());
     if (status >= 0) return;
     throw tools::Failure(std::string(command.name) + " cannot be sent to a sound service at " +
                          tools::serviceAddress() + ": " + strerror(-status));
 }
 
-}  // namespace sound::control
+}  // namespace sound::reflection

@@ -5,13 +5,16 @@
 #include <cmath>
 #include <cstdio>
 
+namespace tools {
+
 namespace {
 
 constexpr double kFullScale = 32768;
 constexpr double kFloor = -60;
 
 double decibels(double amplitude) {
-    return std::max(kFloor, 20 * std::log10(std::max(amplitude, 1e-9)));
+    constexpr double kQuietest = 1e-5;  // less than a bit
+    return 20 * std::log10(std::max(amplitude, kQuietest));
 }
 
 std::size_t barLength(double level) {
@@ -32,10 +35,14 @@ LevelMeter::LevelMeter(std::size_t channels, int rate)
     : channels_(channels), loudness_(makeLoudness(channels, rate)) {}
 
 void LevelMeter::add(std::span<unsigned char const> samples) {
+    bytes_.insert(bytes_.end(), samples.begin(), samples.end());
+    std::size_t const frameSize = 2 * channels_.size();
+    std::size_t const whole = bytes_.size() / frameSize * frameSize;
     samples_.clear();
-    for (std::size_t i = 1; i < samples.size(); i += 2) {
-        samples_.push_back(static_cast<std::int16_t>(samples[i - 1] | samples[i] << 8));
+    for (std::size_t i = 1; i < whole; i += 2) {
+        samples_.push_back(static_cast<std::int16_t>(bytes_[i - 1] | bytes_[i] << 8));
     }
+    bytes_.erase(bytes_.begin(), bytes_.begin() + static_cast<std::ptrdiff_t>(whole));
     for (std::size_t i = 0; i < samples_.size(); ++i) {
         double const value = samples_[i] / kFullScale;
         Channel& channel = channels_[i % channels_.size()];
@@ -50,21 +57,31 @@ void LevelMeter::add(std::span<unsigned char const> samples) {
     }
 }
 
-std::string LevelMeter::line() {
-    std::string text = loudness_ != nullptr ? "  dBTP" : "  dBFS";
+Levels LevelMeter::levels() {
+    Levels levels;
+    auto const frames = static_cast<double>(std::max<std::size_t>(frames_, 1));
     for (Channel& channel : channels_) {
-        double const peak = decibels(channel.peak);
-        double const effective =
-            frames_ > 0 ? decibels(std::sqrt(channel.squares / static_cast<double>(frames_)))
-                        : kFloor;
-        std::string bar(barLength(0), ' ');
-        std::fill_n(bar.begin(), barLength(peak), '-');
-        std::fill_n(bar.begin(), barLength(effective), '#');
-        text += "  |" + bar + '|' + oneDecimal(peak);
+        levels.peak.push_back(decibels(channel.peak));
+        levels.effective.push_back(decibels(std::sqrt(channel.squares / frames)));
         channel = {};
     }
     frames_ = 0;
-    if (loudness_ == nullptr) return text;
     constexpr double kQuietest = -70;  // below it the measure is not defined
-    return text + " " + oneDecimal(std::max(loudness_->momentary(), kQuietest)) + " LUFS";
+    if (loudness_ != nullptr) levels.loudness = std::max(loudness_->momentary(), kQuietest);
+    return levels;
 }
+
+std::string LevelMeter::line() {
+    std::string text = loudness_ != nullptr ? "  dBTP" : "  dBFS";
+    Levels const measured = levels();
+    for (std::size_t i = 0; i < channels_.size(); ++i) {
+        double const peak = std::max(kFloor, measured.peak[i]);
+        std::string bar(barLength(0), ' ');
+        std::fill_n(bar.begin(), barLength(peak), '-');
+        std::fill_n(bar.begin(), barLength(std::max(kFloor, measured.effective[i])), '#');
+        text += "  |" + bar + '|' + oneDecimal(peak);
+    }
+    return measured.loudness ? text + " " + oneDecimal(*measured.loudness) + " LUFS" : text;
+}
+
+}  // namespace tools

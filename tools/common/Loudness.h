@@ -5,6 +5,8 @@
 #include <memory>
 #include <span>
 
+namespace tools {
+
 /// Measures what EBU R 128 has people check: true peak and momentary loudness.
 class Loudness {
 public:
@@ -23,3 +25,5 @@ public:
 
 /// @return null when this program was built without what measures it
 std::unique_ptr<Loudness> makeLoudness(std::size_t channels, int rate);
+
+}  // namespace tools
