@@ -1,0 +1,61 @@
+#include <unistd.h>
+
+#include <array>
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+
+#include "Bridge.h"
+#include "mqtt_options.h"
+#include "names_file.h"
+#include "program.h"
+#include "program_options.h"
+
+namespace {
+
+constexpr char kFooter[] = R"(Examples:
+  audvik-bridge --broker broker.example --set living-room --names tv.json
+  audvik-bridge --broker broker.example --ca ca.pem --user tv-17 --password-file /etc/audvik/password
+
+docs/fleet.md lists the topics, and has a configuration for mosquitto.)";
+
+std::string hostName() {
+    constexpr std::size_t kLongest = 64;
+    std::array<char, kLongest + 1> name{};
+    return ::gethostname(name.data(), kLongest) == 0 ? name.data() : "";
+}
+
+void run(int argc, char** argv) {
+    Settings settings;
+    settings.set = hostName();
+    std::string names;
+    CLI::App app("Connects a set's sound service with an MQTT broker.", "audvik-bridge");
+    app.footer(kFooter);
+    app.set_version_flag("--version", "audvik-bridge " AUDVIK_VERSION);
+    tools::addMqttOptions(app, settings.broker);
+    app.add_option("--set", settings.set, "the set's name; the host's when not given")
+        ->check(&tools::checkSetName);
+    app.add_option("--level-rate", settings.levelRate,
+                   "how often a second to tell the level; 4 when not given, 0 for never")
+        ->check(CLI::Range(0.0, 50.0));
+    app.add_flag("--home-assistant", settings.homeAssistant,
+                 "announce the fields with a name and a range to Home Assistant");
+    tools::addServiceOption(app);
+    tools::addNamesOption(app, names);
+    tools::addDebugLevelOption(app, settings.debugLevel);
+    try {
+        app.parse(argc, argv);
+    } catch (CLI::ParseError const& error) {
+        std::exit(app.exit(error) == 0 ? 0 : 2);
+    }
+    if (!names.empty()) tools::useNamesFile(names);
+
+    auto const signals = tools::blockEndingSignals();
+    // Never destroyed: the delivery thread may use it up to the last moment of the process.
+    (new Bridge(std::move(settings)))->run(signals);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    return tools::runProgram("audvik-bridge", [=] { run(argc, argv); });
+}
