@@ -1,8 +1,9 @@
 # What `cmake --install` puts where, and the Debian packages.
 #
 # Component `runtime` holds the shared libraries, `development` what builds against them and its
-# documentation, `tools` the programs, `gstreamer` the plugin. Headers but audvik/audvik.h lie below include/audvik: names
-# such as `sound` are taken in /usr/include.
+# documentation, `tools` the programs, `gstreamer` the plugin, `bridge` the program for a broker.
+# Headers but audvik/audvik.h lie below include/audvik: names such as `sound` are taken in
+# /usr/include.
 
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
@@ -28,6 +29,9 @@ endif()
 # Builds what is installed, and no tests.
 add_custom_target(installed)
 add_dependencies(installed audvik sound-records ${programs})
+if(TARGET audvik-bridge)
+  add_dependencies(installed audvik-bridge)
+endif()
 if(AUDVIK_DESKTOP)
   add_dependencies(installed soundctl-output dissector)
 endif()
@@ -108,6 +112,20 @@ if(TARGET gstaudvik)
   audvik_compress(docs/gstreamer.md compressed)
   install(FILES ${compressed} COMPONENT gstreamer
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/gstreamer1.0-audvik)
+endif()
+
+# They are installed, and enabled by whoever wants them.
+set(units lib/systemd/system)
+if(AUDVIK_DESKTOP)
+  install(FILES cmake/systemd/sound-service.service DESTINATION ${units} COMPONENT tools)
+endif()
+if(TARGET audvik-bridge)
+  install(TARGETS audvik-bridge COMPONENT bridge)
+  audvik_install_manual(bridge audvik-bridge.1)
+  audvik_compress(docs/fleet.md compressed)
+  install(FILES ${compressed} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/audvik-bridge
+    COMPONENT bridge)
+  install(FILES cmake/systemd/audvik-bridge.service DESTINATION ${units} COMPONENT bridge)
 endif()
 
 configure_package_config_file(cmake/audvik-config.cmake.in audvik-config.cmake

@@ -14,6 +14,9 @@ set(CPACK_COMPONENTS_ALL runtime development tools)
 if(TARGET gstaudvik)
   list(APPEND CPACK_COMPONENTS_ALL gstreamer)
 endif()
+if(TARGET audvik-bridge)
+  list(APPEND CPACK_COMPONENTS_ALL bridge)
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
@@ -63,6 +66,15 @@ set(CPACK_DEBIAN_GSTREAMER_PACKAGE_SECTION sound)
 set(CPACK_DEBIAN_GSTREAMER_PACKAGE_DEPENDS "libaudvik ${same_version}")
 set(CPACK_COMPONENT_GSTREAMER_DESCRIPTION "GStreamer plugin for what a TV is playing
 The live source audviksrc brings a TV's sound into any GStreamer pipeline.")
+
+set(CPACK_DEBIAN_BRIDGE_PACKAGE_NAME audvik-bridge)
+set(CPACK_DEBIAN_BRIDGE_PACKAGE_SECTION sound)
+set(CPACK_DEBIAN_BRIDGE_PACKAGE_DEPENDS "libaudvik ${same_version}${comma}${needs}")
+set(CPACK_DEBIAN_BRIDGE_PACKAGE_SUGGESTS "mosquitto, audvik-tools")
+set(CPACK_COMPONENT_BRIDGE_DESCRIPTION "connects a TV's sound service with an MQTT broker
+Tells a broker the state of a set's sound, its level and, to whoever asks for
+it, the sound itself, and takes commands from there: for a rack of sets, or for
+Home Assistant.")
 
 # Each package says under what terms it may be used, and what is new.
 file(STRINGS cmake/debian/changelog newest LIMIT_COUNT 1)

@@ -3,29 +3,21 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/signalfd.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <array>
-#include <csignal>
 #include <cstdio>
 
 #include "ConnectionWatcher.h"
 #include "home_assistant.h"
 #include "interface_schema.h"
-#include "message_json.h"
 #include "service_address.h"
 #include "supervisor.h"
 
-namespace reflection = sound::reflection;
-using tools::MqttMessage;
-using namespace std::chrono_literals;
+using sound::reflection::Notification;
 using std::chrono::steady_clock;
+using tools::MqttMessage;
 
 namespace {
-
-constexpr std::size_t kMostUntold = 1000;
-constexpr std::chrono::milliseconds kTick = 500ms;
 
 /// @param changed  hears of the service, from the first moment on
 tools::SoundSource& startSource(std::function<void(bool)> changed, Settings const& settings) {
@@ -41,10 +33,15 @@ Bridge::Bridge(Settings settings)
       wakeUp_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       sound_(std::make_shared<Sound>(settings_.levelRate, [this] { wake(); })),
       source_(startSource([this](bool isPresent) { changeService(isPresent); }, settings_)),
-      client_(reflection::Client::Proxy::kIsStarted),
+      client_(sound::reflection::Client::Proxy::kIsStarted),
       commands_(client_, settings_.set) {
     source_.add(sound_);
-    client_.listen([this](auto const&... heard) { hear(heard...); });
+    client_.listen([this](Notification const& notification, tools::Json const& arguments) {
+        // A block's pipe is of no use to anybody elsewhere.
+        if (notification.relation == "streams") return;
+        heard_.take(notification, arguments);
+        wake();
+    });
     broker_ = std::make_unique<tools::MqttClient>(
         settings_.broker, "audvik-bridge-" + settings_.set,
         tools::MqttClient::Events{[this] { greet(); },
@@ -54,18 +51,17 @@ Bridge::Bridge(Settings settings)
 }
 
 void Bridge::run(sigset_t const& signals) {
+    constexpr int kTick = 500;  // in milliseconds
     int const ending = ::signalfd(-1, &signals, SFD_CLOEXEC);
     tools::notifySupervisor("READY=1");
     auto watchdogDue = steady_clock::now();
     for (std::array<pollfd, 3> polled{}; polled[2].revents == 0;) {
         polled = {{broker_->polled(), {wakeUp_, POLLIN, 0}, {ending, POLLIN, 0}}};
-        auto const wait =
-            broker_->isReady() ? std::clamp(sound_->untilLevel(), 0ms, kTick) : kTick;
-        ::poll(polled.data(), polled.size(), static_cast<int>(wait.count()));
+        ::poll(polled.data(), polled.size(), kTick);
         eventfd_t count = 0;
         ::eventfd_read(wakeUp_, &count);
         broker_->work();
-        tellStatus();
+        if (asks_.exchange(false)) askService();
         tellNews();
         switchSound();
         if (steady_clock::now() < watchdogDue) continue;
@@ -73,31 +69,14 @@ void Bridge::run(sigset_t const& signals) {
         watchdogDue = steady_clock::now() + tools::watchdogInterval();
     }
     client_.listen(nullptr);
-    publish({"status", "offline: the bridge was stopped", true});
+    publish("status", "offline: the bridge was stopped");
     broker_.reset();
-    ::close(ending);
 }
 
-void Bridge::hear(reflection::Notification const& notification, tools::Json const& arguments) {
-    // A block's pipe is of no use to anybody elsewhere.
-    if (notification.relation == "streams") return;
-    auto line = tools::toText(tools::notificationLine(notification, arguments));
-    std::lock_guard const lock(mutex_);
-    last_[std::string(notification.name)] = line;
-    if (untold_.size() < kMostUntold) {
-        untold_.emplace_back(notification.name, std::move(line));
-    } else {
-        queueAll();
-    }
-    wake();
-}
-
-/// What another service, or the same one later, would say is not known.
+/// What another service, or the same one later, would say is not known. Delivery thread.
 void Bridge::changeService(bool isPresent) {
-    std::lock_guard const lock(mutex_);
+    heard_.forget();
     asks_ = isPresent;
-    last_.clear();
-    queueAll();
     wake();
 }
 
@@ -106,17 +85,14 @@ void Bridge::greet() {
     std::fprintf(stderr, "audvik-bridge: connected to %s as %s\n", broker_->address().c_str(),
                  settings_.set.c_str());
     missed_.clear();
+    statusTold_.clear();
     broker_->subscribe(root_ + "do/+", false);
     broker_->subscribe(root_ + "audio/lease", false);
-    publish({"interface", tools::toText(tools::interfaceSchema()), true});
+    publish("interface", tools::toText(tools::interfaceSchema()));
     if (settings_.homeAssistant) {
-        for (auto const& entity : homeAssistantEntities("audvik/" + settings_.set, settings_.set)) {
-            broker_->publish(entity);
-        }
+        for (auto const& each : homeAssistantEntities(settings_.set)) broker_->publish(each);
     }
-    statusTold_.clear();
-    std::lock_guard const lock(mutex_);
-    queueAll();
+    heard_.passAllOn();
 }
 
 void Bridge::take(MqttMessage const& message) {
@@ -138,55 +114,38 @@ void Bridge::miss(std::string const& reason) {
                  broker_->address().c_str(), reason.c_str());
 }
 
-void Bridge::publish(MqttMessage message) {
-    message.topic.insert(0, root_);
-    broker_->publish(message);
+void Bridge::publish(std::string const& topic, std::string const& payload) {
+    broker_->publish({root_ + topic, payload, true});
 }
 
-void Bridge::tellStatus() {
+/// As far as they go out at once: nothing is queued behind here.
+void Bridge::tellNews() {
     auto const status =
         tools::isConnected() ? "online" : "offline: no sound service at " + tools::serviceAddress();
-    if (!broker_->isReady() || status == statusTold_) return;
-    publish({"status", status, true});
-    statusTold_ = status;
+    if (broker_->isReady() && status != statusTold_) publish("status", statusTold_ = status);
+    while (broker_->isReady()) {
+        if (auto const heard = heard_.next()) {
+            if (heard->first->relation == "streams") continue;
+            publish("on/" + std::string(heard->first->name),
+                    heard->second.is_null() ? "" : tools::toText(heard->second));
+        } else if (auto message = sound_->next()) {
+            message->topic.insert(0, root_);
+            broker_->publish(*message);
+        } else {
+            return;
+        }
+    }
 }
 
-void Bridge::tellNews() {
-    bool const asks = [this] {
-        std::lock_guard const lock(mutex_);
-        return std::exchange(asks_, false);
-    }();
-    for (auto const& notification : reflection::notifications()) {
-        if (!asks || notification.relation != "answers") continue;
+/// Has it say what can be asked for.
+void Bridge::askService() {
+    for (auto const& notification : sound::reflection::notifications()) {
+        if (notification.relation != "answers") continue;
         commands_.take(std::string(notification.command), {});
     }
-    while (broker_->isReady()) {
-        auto news = nextNotification();
-        if (!news) news = sound_->nextLevel();
-        if (!news) news = sound_->nextBlock();
-        if (!news) return;
-        publish(std::move(*news));
-    }
 }
 
-std::optional<MqttMessage> Bridge::nextNotification() {
-    std::lock_guard const lock(mutex_);
-    if (untold_.empty()) return std::nullopt;
-    MqttMessage message{"on/" + untold_.front().first, std::move(untold_.front().second), true};
-    untold_.pop_front();
-    return message;
-}
-
-void Bridge::queueAll() {
-    untold_.clear();
-    for (auto const& notification : reflection::notifications()) {
-        if (notification.relation == "streams") continue;
-        std::string const name(notification.name);
-        untold_.emplace_back(name, last_.contains(name) ? last_[name] : "");
-    }
-}
-
-/// The service is asked again by itself when it comes back.
+/// A service that comes back is asked for sound again without us.
 void Bridge::switchSound() {
     if (sound_->isWanted() == soundIsOn_) return;
     soundIsOn_ = !soundIsOn_;

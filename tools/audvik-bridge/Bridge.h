@@ -1,16 +1,13 @@
 #pragma once
 
+#include <atomic>
 #include <csignal>
-#include <deque>
-#include <map>
 #include <memory>
-#include <mutex>
-#include <optional>
 #include <string>
-#include <utility>
 
 #include "Client.h"
 #include "Commands.h"
+#include "Heard.h"
 #include "MqttClient.h"
 #include "Sound.h"
 #include "SoundSource.h"
@@ -23,9 +20,7 @@ struct Settings {
     std::string debugLevel = "warning";
 };
 
-/// Stands between a set's sound service and a broker. Must stay until the process ends. Whatever
-/// is kept for the broker is bounded: of each notification the last, of all a number, of sound a
-/// second.
+/// Stands between a set's sound service and a broker. Must stay until the process ends.
 class Bridge {
 public:
     /// @throws tools::UsageError, tools::Failure
@@ -35,30 +30,22 @@ public:
     void run(sigset_t const& signals);
 
 private:
-    // On the thread that delivers notifications.
-    void hear(sound::reflection::Notification const& notification, tools::Json const& arguments);
     void changeService(bool isPresent);
-
     void greet();
     void take(tools::MqttMessage const& message);
     void miss(std::string const& reason);
-    void publish(tools::MqttMessage message);
-    void tellStatus();
+    void publish(std::string const& topic, std::string const& payload);
     void tellNews();
-    std::optional<tools::MqttMessage> nextNotification();
-    void queueAll();
+    void askService();
     void switchSound();
     void wake() const;
 
     Settings const settings_;
     std::string const root_;  ///< of the set's topics, with a slash
     int const wakeUp_;
-    // The delivery thread's, too. Before those who call on it.
-    std::mutex mutex_;  ///< for the next three
-    bool asks_ = false;
-    std::map<std::string, std::string> last_;  ///< of each notification, by name
-    std::deque<std::pair<std::string, std::string>> untold_;
-
+    // The delivery thread's, too, from when the source has started.
+    std::atomic<bool> asks_ = false;
+    tools::Heard heard_;
     std::shared_ptr<Sound> const sound_;
     tools::SoundSource& source_;
     sound::reflection::Client client_;

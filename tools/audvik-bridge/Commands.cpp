@@ -1,6 +1,7 @@
 #include "Commands.h"
 
 #include <algorithm>
+#include <functional>
 
 #include "ConnectionWatcher.h"
 #include "errors.h"
@@ -12,11 +13,6 @@ using std::chrono::steady_clock;
 
 namespace {
 
-constexpr std::size_t kLargestPayload = 64 << 10;
-constexpr std::size_t kLongestCorrelation = 128;
-constexpr std::size_t kRemembered = 1000;
-constexpr std::chrono::seconds kRefusal{1};
-
 bool switchesStream(reflection::Command const& command) {
     auto const all = reflection::notifications();
     return std::any_of(all.begin(), all.end(), [&](auto const& notification) {
@@ -24,19 +20,20 @@ bool switchesStream(reflection::Command const& command) {
     });
 }
 
-/// @throws tools::UsageError for what nothing should be tried with
-void check(reflection::Command const& command, tools::MqttMessage const& message) {
-    if (message.payload.size() > kLargestPayload) {
-        throw tools::UsageError("the payload has " + std::to_string(message.payload.size()) +
-                                " bytes; at most " + std::to_string(kLargestPayload) +
-                                " are taken");
+/// @throws std::exception that says what is wrong
+reflection::Request read(reflection::Command const& command, tools::MqttMessage const& message) {
+    constexpr std::size_t kLargestPayload = 64 << 10;
+    constexpr std::size_t kLongestCorrelation = 128;
+    auto const& payload = message.payload;
+    if (payload.size() > kLargestPayload || message.correlation.size() > kLongestCorrelation) {
+        throw tools::UsageError(
+            "the payload has " + std::to_string(payload.size()) + " bytes, the correlation data " +
+            std::to_string(message.correlation.size()) + "; taken are at most " +
+            std::to_string(kLargestPayload) + " and " + std::to_string(kLongestCorrelation));
     }
     if (switchesStream(command)) {
         throw tools::UsageError("the bridge itself switches that; for sound, ask at audio/lease");
     }
-}
-
-reflection::Request read(reflection::Command const& command, std::string const& payload) {
     try {
         return reflection::requestFromJson(
             command, payload.empty() ? tools::Json::object() : tools::parseJson(payload));
@@ -47,37 +44,35 @@ reflection::Request read(reflection::Command const& command, std::string const& 
 
 }  // namespace
 
-Commands::Commands(reflection::Client& client, std::string set)
-    : client_(client), set_(std::move(set)) {}
-
 std::string Commands::take(std::string const& name, tools::MqttMessage const& message) {
+    constexpr std::size_t kRemembered = 1000;
+    auto const key = message.responseTopic + '\0' + message.correlation + '\0' + name +
+                     std::to_string(std::hash<std::string>{}(message.payload));
+    auto const earlier = std::find_if(answered_.rbegin(), answered_.rend(),
+                                      [&key](auto const& each) { return each.first == key; });
+    if (earlier != answered_.rend()) return earlier->second;
     auto answer = tools::timedLine();
     answer["set"] = set_;
     answer["command"] = name;
-    auto const key = message.responseTopic + '\0' + message.correlation;
     try {
-        if (message.correlation.size() > kLongestCorrelation) {
-            throw tools::UsageError("the correlation data have more than " +
-                                    std::to_string(kLongestCorrelation) + " bytes");
-        }
-        auto const earlier = std::find_if(answered_.rbegin(), answered_.rend(),
-                                          [&](auto const& each) { return each.first == key; });
-        if (!message.correlation.empty() && earlier != answered_.rend()) return earlier->second;
-        answer.update(send(reflection::findCommand(name), message));
+        auto const& command = reflection::findCommand(name);
+        auto const request = read(command, message);
+        send(command, request);
+        answer["id"] = tools::idText(command.id);
+        answer["arguments"] = request.arguments;
+        answer["status"] = 0;
     } catch (std::exception const& error) {
         answer["error"] = error.what();
         return tools::toText(answer);
     }
-    auto text = tools::toText(answer);
-    if (message.correlation.empty()) return text;
-    answered_.emplace_back(key, text);
+    if (message.correlation.empty()) return tools::toText(answer);
+    answered_.emplace_back(key, tools::toText(answer));
     if (answered_.size() > kRemembered) answered_.pop_front();
-    return text;
+    return answered_.back().second;
 }
 
-tools::Json Commands::send(reflection::Command const& command, tools::MqttMessage const& message) {
-    check(command, message);
-    auto request = read(command, message.payload);
+void Commands::send(reflection::Command const& command, reflection::Request const& request) {
+    constexpr std::chrono::seconds kRefusal{1};
     if (!tools::isConnected()) {
         throw tools::Failure("no sound service at " + tools::serviceAddress());
     }
@@ -90,7 +85,4 @@ tools::Json Commands::send(reflection::Command const& command, tools::MqttMessag
         refusedUntil_ = steady_clock::now() + kRefusal;
         throw;
     }
-    return {{"id", tools::idText(command.id)},
-            {"arguments", std::move(request.arguments)},
-            {"status", 0}};
 }

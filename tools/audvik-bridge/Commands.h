@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <deque>
-#include <optional>
 #include <string>
 #include <utility>
 
@@ -14,7 +13,8 @@
 class Commands {
 public:
     /// @param set  the set's name, for the answers
-    Commands(sound::reflection::Client& client, std::string set);
+    Commands(sound::reflection::Client& client, std::string set)
+        : client_(client), set_(std::move(set)) {}
 
     /// Sends a command, unless the same one has come before.
     /// @param name     the command's
@@ -23,11 +23,10 @@ public:
     std::string take(std::string const& name, tools::MqttMessage const& message);
 
 private:
-    tools::Json send(sound::reflection::Command const& command, tools::MqttMessage const& message);
+    void send(sound::reflection::Command const& command, sound::reflection::Request const& request);
 
     sound::reflection::Client& client_;
     std::string const set_;
     std::chrono::steady_clock::time_point refusedUntil_;
-    /// The last ones, each with its answer.
-    std::deque<std::pair<std::string, std::string>> answered_;
+    std::deque<std::pair<std::string, std::string>> answered_;  ///< the last ones
 };

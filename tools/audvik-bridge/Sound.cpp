@@ -23,32 +23,24 @@ Sound::Sound(double levelRate, std::function<void()> wake)
 }
 
 void Sound::take(std::span<unsigned char const> block) {
-    constexpr std::size_t kMostBlocks = 64;
     if (block.empty()) return;
     std::lock_guard const lock(mutex_);
-    lookAtFormat();
-    if (levelEvery_ > Clock::duration::zero()) {
-        meter_->add(block);
-        hasLevel_ = true;
-    }
-    if (!isLeased()) return;
-    blocks_.push_back({"audio", {block.begin(), block.end()}});
-    blocks_.back().properties = {{"rate", std::to_string(format_.rate)},
-                                 {"channels", std::to_string(format_.channels)},
-                                 {"block", std::to_string(blockNumber_++)}};
-    if (blocks_.size() > kMostBlocks) blocks_.pop_front();
-    wake_();
-}
-
-/// A service that takes the place of another may play something else.
-void Sound::lookAtFormat() {
-    constexpr auto kLookEvery = 1s;
-    auto const now = Clock::now();
-    if (now - looked_ < kLookEvery) return;
-    looked_ = now;
+    // A service that takes the place of another may play something else.
     auto const played = tools::readStreamFormat(pipe()).value_or(format());
-    if (std::exchange(format_, played) == played) return;
-    meter_.emplace(static_cast<std::size_t>(format_.channels), format_.rate);
+    if (std::exchange(format_, played) != played) {
+        meter_.emplace(static_cast<std::size_t>(played.channels), played.rate);
+    }
+    if (levelEvery_ > Clock::duration::zero()) meter_->add(block);
+    hasLevel_ = levelEvery_ > Clock::duration::zero();
+    if (isLeased()) {
+        constexpr std::size_t kMostBlocks = 64;
+        blocks_.push_back({"audio", {block.begin(), block.end()}});
+        blocks_.back().properties = {{"rate", std::to_string(played.rate)},
+                                     {"channels", std::to_string(played.channels)},
+                                     {"block", std::to_string(blockNumber_++)}};
+        if (blocks_.size() > kMostBlocks) blocks_.pop_front();
+    }
+    if (isLeased() || Clock::now() >= levelDue_) wake_();
 }
 
 void Sound::renewLease() {
@@ -58,17 +50,19 @@ void Sound::renewLease() {
     leaseEnd_ = Clock::now() + kLease;
 }
 
-std::chrono::milliseconds Sound::untilLevel() const {
-    if (levelEvery_ == Clock::duration::zero()) return std::chrono::milliseconds::max();
-    return std::chrono::ceil<std::chrono::milliseconds>(levelDue_.load() - Clock::now());
+std::optional<tools::MqttMessage> Sound::next() {
+    std::lock_guard const lock(mutex_);
+    if (hasLevel_ && Clock::now() >= levelDue_) return level();
+    if (!isLeased()) blocks_.clear();
+    if (blocks_.empty()) return std::nullopt;
+    auto block = std::move(blocks_.front());
+    blocks_.pop_front();
+    return block;
 }
 
-std::optional<tools::MqttMessage> Sound::nextLevel() {
-    std::lock_guard const lock(mutex_);
-    auto const now = Clock::now();
-    if (now < levelDue_.load()) return std::nullopt;
-    levelDue_ = now + levelEvery_;
-    if (!std::exchange(hasLevel_, false)) return std::nullopt;
+tools::MqttMessage Sound::level() {
+    levelDue_ = Clock::now() + levelEvery_;
+    hasLevel_ = false;
     auto const levels = meter_->levels();
     auto line = tools::timedLine();
     line["rate"] = format_.rate;
@@ -76,14 +70,5 @@ std::optional<tools::MqttMessage> Sound::nextLevel() {
     line["peak"] = rounded(levels.peak);
     line["rms"] = rounded(levels.effective);
     line["loudness"] = levels.loudness ? rounded({*levels.loudness})[0] : tools::Json();
-    return tools::MqttMessage{"level", tools::toText(line)};
-}
-
-std::optional<tools::MqttMessage> Sound::nextBlock() {
-    std::lock_guard const lock(mutex_);
-    if (!isLeased()) blocks_.clear();
-    if (blocks_.empty()) return std::nullopt;
-    auto block = std::move(blocks_.front());
-    blocks_.pop_front();
-    return block;
+    return {"level", tools::toText(line)};
 }

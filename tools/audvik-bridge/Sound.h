@@ -16,41 +16,35 @@
 /// What is playing: its level, and while somebody holds a lease the sound itself. Thread-safe.
 class Sound : public tools::SoundIntake {
 public:
-    using Clock = std::chrono::steady_clock;
-
     /// @param levelRate  how often a second to tell the level; 0 for never
-    /// @param wake       called when there is a block for somebody who listens
+    /// @param wake       called when there is something to tell
     Sound(double levelRate, std::function<void()> wake);
 
     /// Somebody listens, for a few seconds from now on.
     void renewLease();
-
     /// Says whether there is need for sound.
     bool isWanted() const { return levelEvery_ > Clock::duration::zero() || isLeased(); }
 
-    /// The level, when it is time to tell it and there was sound. Topics are below the set's.
-    std::optional<tools::MqttMessage> nextLevel();
-    /// @return for how long there will be none
-    std::chrono::milliseconds untilLevel() const;
-
-    /// What somebody listens to. Of what is not asked for soon enough the oldest is dropped.
-    std::optional<tools::MqttMessage> nextBlock();
+    /// The level when it is time to tell it, or else the next block that somebody listens to. Of
+    /// what is not asked for soon enough the oldest is dropped. Topics are below the set's.
+    std::optional<tools::MqttMessage> next();
 
 private:
+    using Clock = std::chrono::steady_clock;
+
     bool isLeased() const { return Clock::now() < leaseEnd_.load(); }
     void take(std::span<unsigned char const> block) override;
-    void lookAtFormat();
+    tools::MqttMessage level();
 
     std::function<void()> const wake_;
     Clock::duration levelEvery_{};
     std::atomic<Clock::time_point> leaseEnd_ = Clock::time_point{};
-    std::atomic<Clock::time_point> levelDue_ = Clock::time_point{};
 
-    std::mutex mutex_;  // for all below
+    std::mutex mutex_;  ///< for all below
     tools::StreamFormat format_{};
-    Clock::time_point looked_;
     std::optional<tools::LevelMeter> meter_;
-    bool hasLevel_ = false;
+    Clock::time_point levelDue_;
+    bool hasLevel_ = false;  ///< there was sound since the last
     std::deque<tools::MqttMessage> blocks_;
     std::uint64_t blockNumber_ = 0;
 };

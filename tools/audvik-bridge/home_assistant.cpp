@@ -10,21 +10,18 @@ using tools::Json;
 
 namespace {
 
-using reflection::NamedField;
-using NamedFields = std::vector<NamedField>;
+using Fields = std::vector<reflection::NamedField>;
 
-NamedFields fieldsWithRange(reflection::Message const& message) {
+Fields fieldsWithRange(reflection::Message const& message) {
     auto fields = reflection::namedFields(message);
-    std::erase_if(fields, [](NamedField const& field) { return !field.note->range; });
+    std::erase_if(fields, [](auto const& field) { return !field.note->range; });
     return fields;
 }
 
-/// The same of another message, by the name that the user has given.
-NamedField const* find(NamedFields const& fields, NamedField const& same) {
-    auto const found = std::find_if(fields.begin(), fields.end(), [&](NamedField const& field) {
-        return field.note->name == same.note->name;
-    });
-    return found != fields.end() ? &*found : nullptr;
+/// The field of another message to which the user has given the same name.
+auto findSame(Fields const& fields, reflection::NamedField const& same) {
+    return std::find_if(fields.begin(), fields.end(),
+                        [&](auto const& field) { return field.note->name == same.note->name; });
 }
 
 std::string replaced(std::string text, char from, char to) {
@@ -32,53 +29,50 @@ std::string replaced(std::string text, char from, char to) {
     return text;
 }
 
-std::string argumentsWith(NamedField const& field, std::string const& value) {
+std::string argumentsWith(std::string const& path, std::string const& value) {
     Json arguments;
-    arguments[Json::json_pointer('/' + replaced(field.path, '.', '/'))] = nullptr;
-    return tools::toText(arguments).replace(arguments.dump().find("null"), 4, value);
+    arguments[Json::json_pointer('/' + replaced(path, '.', '/'))] = nullptr;
+    auto text = arguments.dump();
+    return text.replace(text.find("null"), 4, value);
 }
 
-void addState(Json& entity, std::string const& root, reflection::Message const& notification,
-              NamedField const& field) {
-    entity["state_topic"] = root + "/on/" + std::string(notification.name);
-    entity["value_template"] = "{{ value_json.arguments." + field.path + " if value else 'None' }}";
-}
-
-bool isSwitch(NamedField const& field) {
-    return field.note->range->least == 0 && field.note->range->most == 1;
+Json stateOf(std::string const& root, reflection::Message const& notification,
+             std::string const& path) {
+    return {{"state_topic", root + "/on/" + std::string(notification.name)},
+            {"value_template", "{{ value_json.arguments." + path + " if value else 'None' }}"}};
 }
 
 /// How to set a field, and where it is reported.
-Json control(std::string const& root, reflection::Command const& command, NamedField const& field) {
+Json control(std::string const& root, reflection::Command const& command,
+             reflection::NamedField const& field, bool isSwitch) {
     Json entity{{"command_topic", root + "/do/" + std::string(command.name)}};
-    if (isSwitch(field)) {
-        entity.update({{"payload_on", argumentsWith(field, "1")},
-                       {"payload_off", argumentsWith(field, "0")},
+    if (isSwitch) {
+        entity.update({{"payload_on", argumentsWith(field.path, "1")},
+                       {"payload_off", argumentsWith(field.path, "0")},
                        {"state_on", "1"},
                        {"state_off", "0"}});
     } else {
-        entity.update({{"command_template", argumentsWith(field, "{{ value }}")},
+        entity.update({{"command_template", argumentsWith(field.path, "{{ value }}")},
                        {"min", field.note->range->least},
                        {"max", field.note->range->most}});
     }
     for (auto const& notification : reflection::notifications()) {
         if (notification.relation != "reports" || notification.command != command.name) continue;
         auto const fields = fieldsWithRange(notification);
-        if (auto const* const state = find(fields, field)) {
-            addState(entity, root, notification, *state);
-        }
+        auto const same = findSame(fields, field);
+        if (same != fields.end()) entity.update(stateOf(root, notification, same->path));
     }
     return entity;
 }
 
 }  // namespace
 
-std::vector<tools::MqttMessage> homeAssistantEntities(std::string const& root,
-                                                      std::string const& set) {
+std::vector<tools::MqttMessage> homeAssistantEntities(std::string const& set) {
     std::vector<tools::MqttMessage> messages;
+    auto const root = "audvik/" + set;
     auto const node = "audvik_" + replaced(set, '.', '_');
     auto const add = [&](std::string const& component, reflection::Message const& message,
-                         NamedField const& field, Json entity) {
+                         reflection::NamedField const& field, Json entity) {
         auto const object = std::string(message.name) + '_' + replaced(field.path, '.', '_');
         entity.update({{"name", field.note->name},
                        {"unique_id", node + '_' + object},
@@ -91,17 +85,18 @@ std::vector<tools::MqttMessage> homeAssistantEntities(std::string const& root,
     };
     for (auto const& command : reflection::commands()) {
         for (auto const& field : fieldsWithRange(command)) {
-            add(isSwitch(field) ? "switch" : "number", command, field,
-                control(root, command, field));
+            bool const isSwitch = field.note->range->least == 0 && field.note->range->most == 1;
+            add(isSwitch ? "switch" : "number", command, field,
+                control(root, command, field, isSwitch));
         }
     }
     for (auto const& notification : reflection::notifications()) {
         auto const settable = fieldsWithRange(reflection::findCommand(notification.command));
         for (auto const& field : fieldsWithRange(notification)) {
-            if (notification.relation == "reports" && find(settable, field) != nullptr) continue;
-            Json entity;
-            addState(entity, root, notification, field);
-            add("sensor", notification, field, std::move(entity));
+            bool const isShown =
+                notification.relation == "reports" && findSame(settable, field) != settable.end();
+            if (!isShown)
+                add("sensor", notification, field, stateOf(root, notification, field.path));
         }
     }
     return messages;

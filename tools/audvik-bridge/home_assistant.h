@@ -7,6 +7,4 @@
 
 /// What tells Home Assistant of each field to which the names file gives a name and a range: a
 /// command's as a number or a switch, one that is only told as a sensor.
-/// @param root  of the set's topics, "audvik/tv"
-std::vector<tools::MqttMessage> homeAssistantEntities(std::string const& root,
-                                                      std::string const& set);
+std::vector<tools::MqttMessage> homeAssistantEntities(std::string const& set);

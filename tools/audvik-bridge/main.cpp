@@ -12,12 +12,6 @@
 
 namespace {
 
-constexpr char kFooter[] = R"(Examples:
-  audvik-bridge --broker broker.example --set living-room --names tv.json
-  audvik-bridge --broker broker.example --ca ca.pem --user tv-17 --password-file /etc/audvik/password
-
-docs/fleet.md lists the topics, and has a configuration for mosquitto.)";
-
 std::string hostName() {
     constexpr std::size_t kLongest = 64;
     std::array<char, kLongest + 1> name{};
@@ -29,7 +23,7 @@ void run(int argc, char** argv) {
     settings.set = hostName();
     std::string names;
     CLI::App app("Connects a set's sound service with an MQTT broker.", "audvik-bridge");
-    app.footer(kFooter);
+    app.footer("Example: audvik-bridge --broker broker.example --set living-room --names tv.json");
     app.set_version_flag("--version", "audvik-bridge " AUDVIK_VERSION);
     tools::addMqttOptions(app, settings.broker);
     app.add_option("--set", settings.set, "the set's name; the host's when not given")

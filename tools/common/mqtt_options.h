@@ -5,7 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <string>
 
-#include "MqttClient.h"
+#include "MqttOptions.h"
 
 namespace tools {
 

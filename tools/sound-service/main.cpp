@@ -19,6 +19,7 @@
 #include "Sound.h"
 #include "State.h"
 #include "stream_format.h"
+#include "supervisor.h"
 
 namespace {
 
@@ -193,8 +194,14 @@ void serve(Options const& options) {
     });
     std::fprintf(stderr, "sound-service: listening on %s, %s\n", address.c_str(),
                  description.c_str());
-    int received = 0;
-    ::sigwait(&signals, &received);
+    tools::notifySupervisor("READY=1");
+    auto const interval =
+        std::chrono::duration_cast<std::chrono::nanoseconds>(tools::watchdogInterval());
+    timespec const wait{interval.count() / 1'000'000'000, interval.count() % 1'000'000'000};
+    do {
+        service.clients();  // which no thread keeps waiting that works
+        tools::notifySupervisor("WATCHDOG=1");
+    } while (::sigtimedwait(&signals, nullptr, &wait) < 0);
 }
 
 int fail(std::string const& message) {

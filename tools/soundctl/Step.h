@@ -20,6 +20,12 @@ struct Step {
     std::chrono::duration<double> timeout = std::chrono::seconds(1);
 };
 
+struct SendOptions;
+
+/// What the user wants to have sent.
+/// @throws tools::UsageError
+Step stepOf(SendOptions const& options);
+
 /// @return the arguments of the expected notification, if there is one
 /// @throws tools::Failure when the command cannot be sent or the notification does not come in time
 std::optional<tools::Json> run(reflection::Client& client, Step const& step);

@@ -15,9 +15,12 @@ _soundctl() {
     local notifications='%s'
     local current=${COMP_WORDS[COMP_CWORD]}
     local previous=${COMP_WORDS[COMP_CWORD-1]}
-    local subcommand='' position=0 word
+    local subcommand='' position=0 word before=''
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-        if [[ $word == -* || $word =~ ^(error|warning|info|trace|[0-9.:]+)$ ]]; then continue; fi
+        local isValue=false
+        [[ $before =~ ^--(broker|set|user|password-file|ca|cert|key|names)$ ]] && isValue=true
+        before=$word
+        if $isValue || [[ $word == -* || $word =~ ^(error|warning|info|trace|[0-9.:]+)$ ]]; then continue; fi
         if [[ -z $subcommand ]]; then subcommand=$word; else position=$((position + 1)); fi
     done
     local words=''
@@ -25,8 +28,8 @@ _soundctl() {
     case $subcommand,$previous,$current in
         *,--expect,*) words=$notifications ;;
         *,--timeout,* | send,--json,*) ;;
-        *,--names,*) COMPREPLY=($(compgen -f -- "$current")); return ;;
-        *,--service,*) ;;
+        *,--names,* | *,--password-file,* | *,--ca,* | *,--cert,* | *,--key,*) COMPREPLY=($(compgen -f -- "$current")); return ;;
+        *,--service,* | *,--broker,* | *,--set,* | *,--user,*) ;;
         *,--debug-level,*) words='error warning info trace' ;;
         send,*,-*) words='--json --expect --timeout --service --names --help' ;;
         diff,*,-*) words='--tolerance --help' ;;
@@ -35,7 +38,8 @@ _soundctl() {
         monitor,*,-*) words='--json --service --names --help' ;;
         list,*,-*) words='--json --names --help' ;;
         batch,*,-*) words='--stream --service --names --help' ;;
-        ,*,-*) words='--service --names --debug-level --help --version' ;;
+        ,*,-*) words="--service --broker --set --user --password-file --ca --cert --key
+            --names --debug-level --help --version" ;;
         *,*,-*) words='--help' ;;
         ,*) words='list send monitor state record diff batch completion' ;;
         send,*) [[ $position == 0 ]] && words=$commands ;;
@@ -55,6 +59,12 @@ _soundctl() {
     local -a notifications=(%s)
     _arguments -C \
         '--service[where the sound service is]:address:' \
+        '--broker[speak to sets on an MQTT broker]:broker:' \
+        '--set[one of them, or *]:set:' \
+        '--user[who we are to it]:name:' \
+        '--password-file[and the password]:file:_files' \
+        '--ca[certificates to check it by]:file:_files' \
+        '--cert[our certificate]:file:_files' '--key[its key]:file:_files' \
         '--names[names of fields]:file:_files' \
         '--debug-level[what the log shows]:level:(error warning info trace)' \
         '--help[show help]' '--version[show the version]' \

@@ -7,6 +7,8 @@
 
 #include "csp/debug.h"
 #include "errors.h"
+#include "fleet.h"
+#include "mqtt_options.h"
 #include "names_file.h"
 #include "program.h"
 #include "program_options.h"
@@ -30,6 +32,7 @@ constexpr char kExamples[] = R"(Examples:
   soundctl state onCapabilityNotify
   soundctl batch commands.jsonl
   mosquitto_sub -t tv/sound | soundctl batch --stream -
+  soundctl --broker localhost --set '*' send cmdMuteSet 1
   source <(soundctl completion bash)
 
 The service is expected at 127.0.0.1:12321, or where LMQR2_UDPHOST, AUDVIK_SERVICE or --service
@@ -69,15 +72,19 @@ void initialiseLog(std::string level) {
     cspDebugInit(2, words.data());
 }
 
-/// What the subcommand does, once the whole command line has been understood.
-using Action = std::function<void()>;
+/// What the subcommand does, once the whole command line has been understood: with the service
+/// here, or with sets on a broker.
+struct Action {
+    std::function<void()> here;
+    std::function<void(FleetOptions const&)> onBroker = nullptr;
+};
 
 void declareList(CLI::App& app, Action& action) {
     auto const options = std::make_shared<ListOptions>();
     CLI::App* const listing = app.add_subcommand("list", "Shows commands and notifications");
     listing->add_option("PATTERN", options->pattern, "a part of their names");
     listing->add_flag("--json", options->json, "print one JSON document");
-    listing->callback([&action, options] { action = [options] { list(*options); }; });
+    listing->callback([&action, options] { action = {[options] { list(*options); }}; });
 }
 
 void declareSend(CLI::App& app, Action& action) {
@@ -98,7 +105,10 @@ void declareSend(CLI::App& app, Action& action) {
     tools::addTimeOption(*sending, "--timeout", options->timeout, 0,
                          "how long to wait, as 2, 2s or 500ms; a second when not given")
         ->needs(expect);
-    sending->callback([&action, options] { action = [options] { send(*options); }; });
+    sending->callback([&action, options] {
+        action = {[options] { send(*options); },
+                  [options](auto const& fleet) { sendToFleet(fleet, *options); }};
+    });
 }
 
 void declareMonitor(CLI::App& app, Action& action) {
@@ -107,7 +117,10 @@ void declareMonitor(CLI::App& app, Action& action) {
         app.add_subcommand("monitor", "Prints notifications as they arrive, until Ctrl-C");
     monitoring->add_option("NAME", options->names, "the notifications to print; all if left out");
     monitoring->add_flag("--json", options->json, "print JSON lines");
-    monitoring->callback([&action, options] { action = [options] { monitor(*options); }; });
+    monitoring->callback([&action, options] {
+        action = {[options] { monitor(*options); },
+                  [options](auto const& fleet) { monitorFleet(fleet, *options); }};
+    });
 }
 
 void declareState(CLI::App& app, Action& action) {
@@ -119,7 +132,10 @@ void declareState(CLI::App& app, Action& action) {
     tools::addTimeOption(*asking, "--timeout", options->timeout, 0,
                          "how long to wait, as 2, 2s or 500ms; a second when not given");
     asking->add_flag("--json", options->json, "print one JSON document");
-    asking->callback([&action, options] { action = [options] { state(*options); }; });
+    asking->callback([&action, options] {
+        action = {[options] { state(*options); },
+                  [options](auto const& fleet) { stateOfFleet(fleet, *options); }};
+    });
 }
 
 void declareRecord(CLI::App& app, Action& action) {
@@ -127,7 +143,7 @@ void declareRecord(CLI::App& app, Action& action) {
     CLI::App* const recording =
         app.add_subcommand("record", "Records notifications and their times, until Ctrl-C");
     recording->add_option("FILE", *path, "the session's file to write")->required();
-    recording->callback([&action, path] { action = [path] { record(*path); }; });
+    recording->callback([&action, path] { action = {[path] { record(*path); }}; });
 }
 
 void declareDiff(CLI::App& app, Action& action) {
@@ -141,7 +157,7 @@ void declareDiff(CLI::App& app, Action& action) {
     comparing->add_option("B", options->second, "another")->required();
     tools::addTimeOption(*comparing, "--tolerance", options->tolerance, 0,
                          "by how much times may differ, as 2, 2s or 500ms; 100ms when not given");
-    comparing->callback([&action, options] { action = [options] { diff(*options); }; });
+    comparing->callback([&action, options] { action = {[options] { diff(*options); }}; });
 }
 
 void declareBatch(CLI::App& app, Action& action) {
@@ -152,7 +168,7 @@ void declareBatch(CLI::App& app, Action& action) {
         ->required();
     batching->add_flag("--stream", options->stream,
                        "send each line as it comes, and answer each, with an \"error\" if need be");
-    batching->callback([&action, options] { action = [options] { batch(*options); }; });
+    batching->callback([&action, options] { action = {[options] { batch(*options); }}; });
 }
 
 void declareCompletion(CLI::App& app, Action& action) {
@@ -162,7 +178,7 @@ void declareCompletion(CLI::App& app, Action& action) {
     completing->add_option("SHELL", *shell, "bash or zsh")
         ->required()
         ->check(CLI::IsMember({"bash", "zsh"}));
-    completing->callback([&action, shell] { action = [shell] { completion(*shell); }; });
+    completing->callback([&action, shell] { action = {[shell] { completion(*shell); }}; });
 }
 
 void runProgram(int argc, char** argv) {
@@ -175,6 +191,12 @@ void runProgram(int argc, char** argv) {
     tools::addServiceOption(app);
     std::string names;
     tools::addNamesOption(app, names);
+    FleetOptions fleet;
+    auto const* const broker = tools::addMqttOptions(app, fleet.broker);
+    app.add_option("--set", fleet.set, "a set on the broker, or all of them as * says, or nothing")
+        ->needs("--broker")
+        ->check(
+            [](std::string const& name) { return name == "*" ? "" : tools::checkSetName(name); });
     app.fallthrough();  // they may stand behind the subcommand, too
     Action action;
     for (auto* const declare : {declareList, declareSend, declareMonitor, declareState,
@@ -188,7 +210,13 @@ void runProgram(int argc, char** argv) {
     }
     if (!names.empty()) tools::useNamesFile(names);
     initialiseLog(debugLevel);
-    action();
+    if (broker->empty()) {
+        action.here();
+    } else if (action.onBroker) {
+        action.onBroker(fleet);
+    } else {
+        throw tools::UsageError("of sets on a broker there are send, monitor and state only");
+    }
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
         throw tools::Failure("standard output cannot be written");
     }

@@ -22,7 +22,7 @@ tools::Json parse(std::string const& text) {
 
 }  // namespace
 
-void send(SendOptions const& options) {
+Step stepOf(SendOptions const& options) {
     reflection::Command const& command = reflection::findCommand(options.command);
     Step step{&command, {}};
     if (!options.expect.empty()) step.expected = &reflection::findNotification(options.expect);
@@ -36,7 +36,11 @@ void send(SendOptions const& options) {
     } catch (std::runtime_error const& error) {
         throw tools::UsageError(options.command + ": " + error.what());
     }
+    return step;
+}
 
+void send(SendOptions const& options) {
+    Step const step = stepOf(options);
     reflection::Client client;
     auto const answer = run(client, step);
     if (!answer) return;

@@ -1,0 +1,383 @@
+// audvik-bridge between a running sound-service and a running mosquitto, as real processes.
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "errors.h"
+#include "LocalSocket.h"
+#include "MqttClient.h"
+#include "Program.h"
+#include "record_json.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using tools::Json;
+using tools::MqttClient;
+using tools::MqttMessage;
+using Clock = std::chrono::steady_clock;
+
+constexpr char kVolume[] = "audvik/tv/on/onVolumeInfoNotify";
+
+/// A port that nobody listens on.
+int freePort() {
+    int const descriptor = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    ::bind(descriptor, reinterpret_cast<sockaddr*>(&address), size);
+    ::getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size);
+    ::close(descriptor);
+    return ntohs(address.sin_port);
+}
+
+/// Somebody on the broker, who hears everything and keeps the last of each topic.
+class Observer {
+public:
+    explicit Observer(std::string const& broker)
+        : client_(
+              {broker, "", "", "", "", ""}, "",
+              {[this] {
+                   client_.subscribe("audvik/#", true);
+                   client_.subscribe("homeassistant/#", true);
+                   client_.subscribe("answers", true);
+                   client_.publish({"audvik/ready", "", false});
+               },
+               [this](MqttMessage const& message) { take(message); }, [](std::string const&) {}},
+              {}) {
+        EXPECT_TRUE(waitFor([this] { return last.contains("audvik/ready"); }));
+    }
+
+    template <class Condition>
+    bool waitFor(Condition const& condition, std::chrono::seconds patience = 30s) {
+        auto const end = Clock::now() + patience;
+        while (!condition()) {
+            if (Clock::now() > end) return false;
+            auto polled = client_.polled();
+            ::poll(&polled, 1, 20);
+            client_.work();
+        }
+        return true;
+    }
+
+    bool sees(std::string const& topic, std::string const& part) {
+        return waitFor([&] { return last[topic].find(part) != std::string::npos; });
+    }
+
+    void send(std::string const& topic, std::string const& payload,
+              std::string const& correlation = "", std::string const& responseTopic = "answers") {
+        MqttMessage message{topic, payload};
+        message.responseTopic = responseTopic;
+        message.correlation = correlation;
+        client_.publish(message);
+    }
+
+    /// @return the answer to a command
+    Json ask(std::string const& command, std::string const& payload) {
+        auto const correlation = std::to_string(++asked_);
+        send("audvik/tv/do/" + command, payload, correlation);
+        EXPECT_TRUE(waitFor([&] { return answers.contains(correlation); })) << command;
+        return Json::parse(answers[correlation]);
+    }
+
+    std::map<std::string, std::string> last;
+    std::map<std::string, std::size_t> count;
+    std::map<std::string, std::string> answers;  ///< by correlation data
+
+private:
+    void take(MqttMessage const& message) {
+        last[message.topic] = message.payload;
+        ++count[message.topic];
+        if (message.topic == "answers") answers[message.correlation] = message.payload;
+    }
+
+    static inline int asked_ = 0;  // nobody else's correlation data are the same
+    MqttClient client_;
+};
+
+class BridgeTest : public ::testing::Test {
+protected:
+    BridgeTest() {
+        ::setenv("AUDVIK_SERVICE", LocalSocket().address().c_str(), 1);
+        ::setenv("AUDVIK_NAMES", AUDVIK_EXAMPLES "/names.json", 1);
+        writeFile(folder_.file("mosquitto.conf"), "listener " + port_ +
+                                                      " 127.0.0.1\nallow_anonymous true\n"
+                                                      "max_queued_messages 0\n");
+        startBroker();
+        startService();
+        startBridge();
+        EXPECT_TRUE(bridge->says("connected to " + address_ + " as tv"));
+    }
+
+    void startBroker() {
+        broker = std::make_unique<Program>(
+            std::vector<std::string>{AUDVIK_MOSQUITTO, "-c", folder_.file("mosquitto.conf")});
+        EXPECT_TRUE(broker->says("running"));
+    }
+
+    void startService() {
+        service = std::make_unique<Program>(std::vector<std::string>{
+            AUDVIK_SOUND_SERVICE, "--tone", "440", "--rate", "32000", "--log-json"});
+        EXPECT_TRUE(service->says("listening"));
+    }
+
+    void startBridge(std::vector<std::string> const& options = {}) {
+        std::vector<std::string> words{AUDVIK_BRIDGE, "--broker", address_, "--set", "tv"};
+        words.insert(words.end(), options.begin(), options.end());
+        bridge = std::make_unique<Program>(words);
+    }
+
+    /// How many commands of a name the service has received.
+    std::size_t received(std::string const& command) const {
+        std::size_t count = 0;
+        std::string const log = service->output();
+        std::string const part = "\"command\":\"" + command + '"';
+        for (auto at = log.find(part); at != std::string::npos; at = log.find(part, at + 1)) {
+            ++count;
+        }
+        return count;
+    }
+
+    TemporaryFolder folder_;
+    std::string const port_ = std::to_string(freePort());
+    std::string const address_ = "127.0.0.1:" + port_;
+    std::unique_ptr<Program> broker, service, bridge;
+};
+
+TEST_F(BridgeTest, TellsWhoComesLateWhatItIsAndHowItStands) {
+    Json const answer = Observer(address_).ask("cmdVolumeSet", R"({"field1": 1, "volume": 30})");
+    EXPECT_EQ(answer["status"], 0) << answer;
+    EXPECT_EQ(answer["set"], "tv");
+    EXPECT_EQ(answer["arguments"]["field2"], 30);
+
+    Observer late(address_);
+    ASSERT_TRUE(late.sees(kVolume, R"("field2":30)"));
+    EXPECT_TRUE(late.sees("audvik/tv/status", "online"));
+    EXPECT_TRUE(late.sees("audvik/tv/on/onCapabilityNotify", "arguments")) << "was not asked for";
+    EXPECT_FALSE(late.last.contains("audvik/tv/on/onAudioDataNotify"));
+    Json const interface = Json::parse(late.last["audvik/tv/interface"]);
+    Json const& volume = interface["commands"]["cmdVolumeSet"]["properties"]["field2"];
+    EXPECT_EQ(volume["title"], "volume");
+    EXPECT_EQ(volume["maximum"], 100);
+    Json const& plain = interface["commands"]["cmdVolumeSet"]["properties"]["field1"]["$ref"];
+    EXPECT_EQ(interface[Json::json_pointer(plain.get<std::string>().substr(1))]["maximum"],
+              4294967295);
+    EXPECT_EQ(interface["notifications"]["onVolumeInfoNotify"]["command"], "cmdVolumeSet");
+
+    ASSERT_TRUE(late.sees("audvik/tv/level", "peak"));
+    Json const level = Json::parse(late.last["audvik/tv/level"]);
+    EXPECT_EQ(level["rate"], 32000);
+    EXPECT_NEAR(level["peak"][0].get<double>(), -6, 0.2);
+}
+
+TEST_F(BridgeTest, RefusesWhatIsWrongAndGoesOn) {
+    Observer observer(address_);
+    auto const error = [&](std::string const& command, std::string const& payload) {
+        return observer.ask(command, payload).value("error", "");
+    };
+    EXPECT_NE(error("cmdVolumeSet", "{").find("no JSON"), std::string::npos);
+    EXPECT_NE(error("cmdVolumeSet", std::string(70000, ' ')).find("70000 bytes"),
+              std::string::npos);
+    EXPECT_NE(error("cmdVolume", "{}").find("did you mean cmdVolumeSet"), std::string::npos);
+    EXPECT_EQ(error("cmdVolumeSet", R"({"volume": 101})"),
+              "volume: 101 is not a uint32 from 0 to 100");
+    EXPECT_NE(error("cmdEnabelSoundAudioDataCB", R"({"field1": false})").find("audio/lease"),
+              std::string::npos);
+    // Nobody speaks through the bridge in its name, and nothing is done without being asked to now.
+    observer.send("audvik/tv/do/cmdMuteSet", "{", "", "audvik/tv/status");
+    observer.send("audvik/tv/do/cmdMuteSet", std::string(300 << 10, ' '));
+    EXPECT_EQ(observer.ask("cmdVolumeSet", R"({"volume": 100})")["status"], 0);
+    EXPECT_EQ(observer.last["audvik/tv/status"], "online");
+    EXPECT_EQ(received("cmdMuteSet"), 0U);
+}
+
+TEST_F(BridgeTest, SendsWhatIsDeliveredTwiceOnce) {
+    Observer observer(address_);
+    for (int i = 0; i < 2; ++i) {
+        observer.send("audvik/tv/do/cmdBalanceSet", "{}", "same");
+        ASSERT_TRUE(observer.waitFor([&] { return observer.count["answers"] == i + 1U; }));
+        EXPECT_EQ(Json::parse(observer.answers["same"])["status"], 0);
+    }
+    // Somebody else's is another, and so is one that says something else.
+    observer.send("audvik/tv/do/cmdBalanceSet", "{}", "same", "audvik/other");
+    ASSERT_TRUE(observer.sees("audvik/other", "status"));
+    observer.send("audvik/tv/do/cmdBalanceSet", R"({"field1": 1})", "same");
+    observer.ask("cmdMuteSet", "{}");
+    ASSERT_TRUE(service->says("onMuteInfoNotify"));
+    EXPECT_EQ(received("cmdBalanceSet"), 3U);
+}
+
+TEST_F(BridgeTest, KeepsNothingOfAServiceThatHasGone) {
+    Observer observer(address_);
+    observer.ask("cmdVolumeSet", R"({"volume": 30})");
+    ASSERT_TRUE(observer.sees(kVolume, R"("field2":30)"));
+    service->signal(SIGKILL);
+    ASSERT_TRUE(observer.sees("audvik/tv/status", "offline: no sound service at 127.0.0.1:"));
+    EXPECT_TRUE(observer.waitFor([&] { return observer.last[kVolume].empty(); }));
+    EXPECT_NE(observer.ask("cmdVolumeSet", "{}").value("error", "").find("no sound service"),
+              std::string::npos);
+    service->status();
+    observer.last.clear();
+    startService();
+    EXPECT_TRUE(observer.waitFor([&] { return observer.last["audvik/tv/status"] == "online"; }));
+    EXPECT_TRUE(observer.sees("audvik/tv/on/onCapabilityNotify", "arguments"));
+    EXPECT_TRUE(observer.sees("audvik/tv/level", "peak")) << "the sound is not back";
+    EXPECT_EQ(observer.last[kVolume], "");
+}
+
+TEST_F(BridgeTest, ComesBackToABrokerThatHasForgottenEverything) {
+    Observer(address_).ask("cmdVolumeSet", R"({"volume": 30})");
+    broker->signal(SIGKILL);
+    ASSERT_TRUE(bridge->says("no broker at " + address_));
+    Program changing({AUDVIK_SOUNDCTL, "send", "cmdVolumeSet", "0", "31"});
+    ASSERT_EQ(changing.status(), 0);
+    startBroker();
+    Observer observer(address_);
+    EXPECT_TRUE(observer.sees(kVolume, R"("field2":31)"));
+    EXPECT_EQ(observer.last["audvik/tv/status"], "online");
+
+    // Both at once.
+    broker->signal(SIGKILL);
+    service->signal(SIGKILL);
+    service->status();
+    broker->status();
+    observer.last.clear();
+    startBroker();
+    startService();
+    ASSERT_TRUE(bridge->says("is back"));
+    EXPECT_TRUE(observer.waitFor([&] { return observer.last["audvik/tv/status"] == "online"; }));
+    EXPECT_EQ(observer.ask("cmdVolumeSet", R"({"volume": 32})")["status"], 0);
+    EXPECT_TRUE(observer.sees(kVolume, R"("field2":32)"));
+
+    // And the bridge itself.
+    bridge->signal(SIGKILL);
+    EXPECT_TRUE(observer.waitFor([&] { return observer.last["audvik/tv/status"] == "offline"; }));
+    startBridge();
+    EXPECT_TRUE(observer.waitFor([&] { return observer.last["audvik/tv/status"] == "online"; }));
+    EXPECT_TRUE(observer.waitFor([&] { return observer.last[kVolume].empty(); }))
+        << "nobody knows what was changed in between";
+    bridge->signal(SIGTERM);
+    EXPECT_EQ(bridge->status(), 0);
+    EXPECT_TRUE(observer.sees("audvik/tv/status", "offline: the bridge was stopped"));
+}
+
+TEST_F(BridgeTest, RefusesWhatTheServiceDoesNotTake) {
+    constexpr std::size_t kMany = 3000;
+    Observer observer(address_);
+    service->signal(SIGSTOP);
+    for (std::size_t i = 0; i < kMany; ++i) {
+        observer.send("audvik/tv/do/cmdAudiolinkTest", R"({"field1": "hello"})",
+                      "flood " + std::to_string(i));
+    }
+    ASSERT_TRUE(observer.waitFor([&] { return observer.answers.size() == kMany; }))
+        << observer.answers.size();
+    std::size_t taken = 0;
+    for (auto const& [correlation, answer] : observer.answers) {
+        taken += Json::parse(answer).contains("status") ? 1 : 0;
+    }
+    EXPECT_GT(taken, 0U);
+    EXPECT_LT(taken, 1000U) << "the transport has room for less";
+    service->signal(SIGCONT);
+    EXPECT_TRUE(observer.waitFor(
+        [&] { return !observer.ask("cmdVolumeSet", R"({"volume": 33})").contains("error"); }));
+    EXPECT_TRUE(observer.sees(kVolume, R"("field2":33)"));
+}
+
+TEST_F(BridgeTest, SendsSoundOnlyWhileSomebodyHoldsALease) {
+    bridge->signal(SIGTERM);
+    ASSERT_EQ(bridge->status(), 0);
+    auto const before = received("cmdEnabelSoundAudioDataCB");
+    startBridge({"--level-rate", "0"});
+    ASSERT_TRUE(bridge->says("connected"));
+    Program const heard(
+        {"mosquitto_sub", "-V", "5", "-p", port_, "-t", "audvik/tv/audio", "-F", "%P %l"});
+    Observer observer(address_);
+    EXPECT_EQ(received("cmdEnabelSoundAudioDataCB"), before) << "nobody listens";
+    observer.send("audvik/tv/audio/lease", "", "", "");
+    ASSERT_TRUE(heard.says("rate:32000 channels:2 block:0 4096"));
+    ASSERT_TRUE(heard.says("rate:32000 channels:2 block:20 4096"));
+    auto const begin = Clock::now();
+    ASSERT_TRUE(observer.waitFor(
+        [&] { return service->output().find(R"({"field1":false})") != std::string::npos; }));
+    EXPECT_LT(Clock::now() - begin, 10s);
+    auto const blocks = observer.count["audvik/tv/audio"];
+    observer.waitFor([] { return false; }, 1s);
+    EXPECT_EQ(observer.count["audvik/tv/audio"], blocks) << "the lease is over";
+    EXPECT_FALSE(observer.last.contains("audvik/tv/level"));
+}
+
+TEST_F(BridgeTest, AnnouncesNamedFieldsToHomeAssistant) {
+    startBridge({"--home-assistant"});
+    Observer observer(address_);
+    constexpr char kNumber[] = "homeassistant/number/audvik_tv/cmdVolumeSet_field2/config";
+    ASSERT_TRUE(observer.sees(kNumber, "volume"));
+    Json const number = Json::parse(observer.last[kNumber]);
+    EXPECT_EQ(number["command_topic"], "audvik/tv/do/cmdVolumeSet");
+    EXPECT_EQ(number["command_template"], R"({"field2":{{ value }}})");
+    EXPECT_EQ(number["state_topic"], kVolume);
+    EXPECT_EQ(number["max"], 100);
+    EXPECT_EQ(number["availability_topic"], "audvik/tv/status");
+    constexpr char kSwitch[] = "homeassistant/switch/audvik_tv/cmdMuteSet_field1/config";
+    ASSERT_TRUE(observer.sees(kSwitch, "mute"));
+    auto const on = Json::parse(observer.last[kSwitch])["payload_on"].get<std::string>();
+    EXPECT_EQ(observer.ask("cmdMuteSet", on)["arguments"]["field1"], 1);
+    EXPECT_EQ(
+        observer.last.count("homeassistant/sensor/audvik_tv/onVolumeInfoNotify_field2/config"), 0U)
+        << "the number shows it";
+}
+
+TEST_F(BridgeTest, TellsItsSupervisorThatItWorks) {
+    sockaddr_un address{AF_UNIX, {}};
+    folder_.file("notify").copy(address.sun_path, sizeof address.sun_path - 1);
+    int const notified = ::socket(AF_UNIX, SOCK_DGRAM, 0);
+    ::bind(notified, reinterpret_cast<sockaddr const*>(&address), sizeof address);
+    ::setenv("NOTIFY_SOCKET", address.sun_path, 1);
+    ::setenv("WATCHDOG_USEC", "200000", 1);
+    auto const expectWord = [&](std::string const& word) {
+        std::array<char, 64> text{};
+        pollfd polled{notified, POLLIN, 0};
+        ASSERT_EQ(::poll(&polled, 1, 10000), 1) << word;
+        ::recv(notified, text.data(), text.size() - 1, 0);
+        EXPECT_EQ(std::string(text.data()), word);
+    };
+    for (auto const& words :
+         {std::vector<std::string>{AUDVIK_BRIDGE, "--broker", address_, "--set", "other"},
+          {AUDVIK_SOUND_SERVICE, "--service", LocalSocket().address()}}) {
+        Program const program(words);
+        for (auto const* const word : {"READY=1", "WATCHDOG=1", "WATCHDOG=1"}) expectWord(word);
+        program.signal(SIGSTOP);
+        // What was on its way; then nothing, so that the supervisor notices.
+        std::array<char, 64> text{};
+        pollfd polled{notified, POLLIN, 0};
+        while (::poll(&polled, 1, 500) == 1) ::recv(notified, text.data(), text.size(), 0);
+    }
+    ::unsetenv("NOTIFY_SOCKET");
+    ::unsetenv("WATCHDOG_USEC");
+    ::close(notified);
+}
+
+TEST(BridgeOptionsTest, SayWhatIsWrong) {
+    auto const status = [](std::vector<std::string> options) {
+        options.insert(options.begin(), AUDVIK_BRIDGE);
+        return Program(options).status();
+    };
+    EXPECT_EQ(status({"--set", "a/b"}), 2);
+    EXPECT_EQ(status({"--set", "tv", "--broker", "host:99999"}), 2);
+    EXPECT_EQ(status({"--set", "tv", "--password-file", "/nowhere"}), 2);
+    EXPECT_EQ(status({"--set", "tv", "--ca", "/nowhere"}), 2);
+    EXPECT_EQ(status({"--set", "tv", "--cert", "/dev/null"}), 2);
+}
+
+}  // namespace
