@@ -114,7 +114,7 @@ std::string readPassword(std::string const& path) {
 }
 
 void authenticate(mosquitto* client, MqttOptions const& options) {
-    auto const user = options.user.empty() ? environment("AUDVIK_MQTT_USER") : options.user;
+    auto const user = userName(options);
     auto const password = readPassword(options.passwordFile);
     if (user.empty() && password.empty()) return;
     mosquitto_username_pw_set(client, user.empty() ? nullptr : user.c_str(),
@@ -179,6 +179,10 @@ std::string bytesOf(mosquitto_property const* properties, int id) {
 }
 
 }  // namespace
+
+std::string userName(MqttOptions const& options) {
+    return options.user.empty() ? environment("AUDVIK_MQTT_USER") : options.user;
+}
 
 MqttClient::MqttClient(MqttOptions const& options, std::string const& id, Events events,
                        MqttMessage const& will)
@@ -282,7 +286,9 @@ void MqttClient::work() {
     if (status == MOSQ_ERR_SUCCESS) status = mosquitto_loop_misc(mosquitto_.get());
     if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
     if (mosquitto_socket(mosquitto_.get()) < 0) {
-        if (refusal_.empty()) refusal_ = mosquitto_strerror(status);
+        if (refusal_.empty()) {
+            refusal_ = status == MOSQ_ERR_KEEPALIVE ? "no answer" : mosquitto_strerror(status);
+        }
         return retryLater();
     }
     if (!isConnected_ || wasConnected) return;
@@ -314,6 +320,7 @@ void MqttClient::retryLater() {
     std::uniform_real_distribution<double> jitter(0.5, 1);
     retryAt_ = now + std::chrono::duration_cast<Clock::duration>(wait_ * jitter(random_));
     wait_ = std::min(wait_ * 2, kLongestWait);
+    if (refusal_.ends_with('.')) refusal_.pop_back();
     events_.missed(std::exchange(refusal_, ""));
 }
 

@@ -13,4 +13,7 @@ struct MqttOptions {
     std::string certificate, key;  ///< our own, if any
 };
 
+/// @return who we are to the broker; empty when nobody in particular
+std::string userName(MqttOptions const& options);
+
 }  // namespace tools

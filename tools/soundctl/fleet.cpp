@@ -33,6 +33,13 @@ std::pair<std::string, std::string> splitTopic(std::string const& topic) {
     return {topic.substr(begin, end - begin), topic.substr(end + 1)};
 }
 
+/// Nobody else's, below a topic that access lists can give each user.
+std::string answerTopic(tools::MqttOptions const& broker) {
+    auto const user = tools::userName(broker);
+    return "audvik-answers/" + (user.empty() ? "" : user + '/') + "soundctl-" +
+           std::to_string(std::random_device{}());
+}
+
 /// A client of the broker that hears of the sets in question.
 class Fleet {
 public:
@@ -45,7 +52,7 @@ public:
           topic_(topic),
           takesRetained_(takesRetained),
           hear_(std::move(hear)),
-          answersTo_("audvik-answers/soundctl-" + std::to_string(std::random_device{}())),
+          answersTo_(answerTopic(options.broker)),
           client_(options.broker, "",
                   {[this] { greet(); }, [this](MqttMessage const& message) { take(message); },
                    [this](std::string const& reason) {
