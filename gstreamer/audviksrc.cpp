@@ -186,7 +186,7 @@ void audvik_src_class_init(AudvikSrcClass* itsClass) {
     elementClass->change_state = changeState;
     gst_element_class_add_static_pad_template(elementClass, &padTemplate);
     gst_element_class_set_static_metadata(
-        elementClass, "TV sound source", "Source/Audio/Hardware",
+        elementClass, "TV sound source", "Source/Audio",
         "What the TV is playing. The sound service is expected at 127.0.0.1:12321, or where the "
         "environment variable AUDVIK_SERVICE says. All sources of a process share one connection.",
         "audvik developers <developers@audvik.example>");

@@ -52,7 +52,7 @@ local makers = {
   bool = ProtoField.bool, string = ProtoField.string,
 }
 
--- Gives each field a name to filter by: audvik.cmdVolumeSet.field1. Those inside a record have its
+-- Gives each message and field a name to filter by: audvik.cmdVolumeSet.field1. Fields inside a record have its
 -- name before their own, and an array's elements have the array's.
 local protoFields = {}
 local function declare(field, path)
@@ -72,6 +72,8 @@ for _, field in pairs(header) do
   table.insert(protoFields, field)
 end
 for _, message in pairs(messages) do
+  message.proto = ProtoField.none("audvik." .. message.name, message.name)
+  table.insert(protoFields, message.proto)
   for _, field in ipairs(message.fields) do
     declare(field, "audvik." .. message.name .. "." .. field.name)
   end
@@ -162,7 +164,7 @@ local function showMessage(reader, tree, info)
     return
   end
   info:append(" " .. message.name)
-  local record = tree:add(reader.buffer:range(MESSAGE_SIZE, reader:left()), message.name)
+  local record = tree:add(message.proto, reader.buffer:range(MESSAGE_SIZE, reader:left()))
   if not showFields(reader, message.fields, record) then
     record:add_proto_expert_info(malformed, "the record ends early")
   elseif reader:left() > 0 then
