@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "ClientConnection.h"
+#include "desktop/streams.h"
 #include "Peer.h"
 #include "RegistrationLimit.h"
 #include "test_support.h"
@@ -52,7 +53,7 @@ TEST_F(ServiceEnd, ForgetsAClientAtOnceWhoseProcessHasGone) {
     client.reset();
     // Before it counts as silent, and at the cost of nobody.
     EXPECT_TRUE(eventually([&] { return notify(1) == 0 && gone_ == 1; }, 1s));
-    EXPECT_EQ(other.hear(Kind::kData).sequence, 1U);
+    EXPECT_EQ(other.hear(Kind::kData).sequence, 0U);
     EXPECT_EQ(service_->clients(), 1U);
 }
 
@@ -268,9 +269,9 @@ protected:
         client_->dispatcher().activate(module);
     }
 
-    std::int32_t send(std::uint32_t number) {
+    std::int32_t send(std::uint32_t number, frameLmqMessageHeader_t const& header = kCommand) {
         auto payload = newPayload();
-        payload->bytes = message(kCommand, number);
+        payload->bytes = message(header, number);
         return client_->send(std::move(payload));
     }
 
@@ -355,6 +356,27 @@ TEST_F(ClientEnd, CommandsOutliveASessionThatTheServiceForgotAndNoOther) {
         EXPECT_EQ(service_.number, kind == Kind::kReset ? 5U : 6U);
         service_.say(Kind::kAcknowledge, kind == Kind::kReset ? 2 : 1);
     }
+}
+
+TEST_F(ClientEnd, AWishIsRepeatedUnlessItIsQueuedAnyway) {
+    ASSERT_EQ(declareStream(kSwitch, kAnnouncement), 0);
+    start();
+    service_.welcome();
+    EXPECT_TRUE(listener_.hears("connected "));
+    EXPECT_EQ(send(8, kSwitch), 0);
+    EXPECT_EQ(send(9, kSwitch), 0);
+    service_.say(Kind::kReset);
+    service_.welcome();
+    for (std::uint32_t const number : {8U, 9U}) {
+        service_.hear(Kind::kData);
+        EXPECT_EQ(service_.number, number);
+    }
+    service_.say(Kind::kAcknowledge, 2);
+    service_.say(Kind::kReset);
+    service_.welcome();
+    service_.hear(Kind::kData);
+    EXPECT_EQ(service_.number, 9U);
+    service_.say(Kind::kAcknowledge, 1);
 }
 
 TEST_F(ClientEnd, ASessionBeginsWithWhatIsStillHeld) {

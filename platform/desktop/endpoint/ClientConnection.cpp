@@ -216,9 +216,13 @@ bool ClientConnection::trustsService(TimePoint now) {
 
 void ClientConnection::becomeRegistered(TimePoint now) {
     endpoint_.reserve(0);
-    // Ahead of what is queued: that may hold a later command of the same kind.
-    Streams::instance().forEachSwitch(
-        [this, now](Payload const& command) { link_.sendFirst(command, now); });
+    // What is queued for a service that no longer knew this process ends with the same wish; sent
+    // ahead of it, the wish would be granted, taken back and granted once more.
+    Streams::instance().forEachSwitch([this, now](Payload const& command) {
+        bool const isQueued = link_.anyQueued(
+            [&command](Payload const& queued) { return Streams::areAlike(queued, command); });
+        if (!isQueued) link_.sendFirst(command, now);
+    });
     state_ = State::kRegistered;
     failureReported_ = false;
     if (std::exchange(missed_, false)) {

@@ -26,6 +26,11 @@ public:
     /// Says whether the message announces a piece of a stream.
     bool isAnnouncement(std::span<std::uint8_t const> message);
 
+    /// Says whether two messages are commands of the same kind.
+    static bool areAlike(Payload const& one, Payload const& other) {
+        return kindOf(one->bytes) == kindOf(other->bytes);
+    }
+
     /// Calls @p action for each command that was remembered.
     template <class Action>
     void forEachSwitch(Action const& action) {

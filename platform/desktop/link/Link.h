@@ -1,6 +1,7 @@
 // One session's flow control: numbering, acknowledgement, repetition, credit and silence.
 #pragma once
 
+#include <algorithm>
 #include <boost/circular_buffer.hpp>
 #include <cstddef>
 #include <cstdint>
@@ -59,6 +60,10 @@ public:
     std::size_t queued() const { return queue_.size(); }
     std::size_t queuedBytes() const { return queuedBytes_; }
     void dropQueued();
+    template <class Predicate>
+    bool anyQueued(Predicate const& predicate) const {
+        return std::any_of(queue_.begin(), queue_.end(), predicate);
+    }
 
     /// Begins anew as another session: what is queued is to be sent in it, and what is held is
     /// still held.
