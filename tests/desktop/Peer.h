@@ -54,6 +54,9 @@ public:
         return header;
     }
 
+    /// Whether hear() need not wait.
+    bool canHear() const { return socket_.hasReceived(); }
+
     /// Passes over what comes before a datagram of that kind.
     DatagramHeader hear(Kind kind) {
         DatagramHeader header{};

@@ -4,6 +4,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -53,6 +54,12 @@ public:
         bytes.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
         from = toText(peer);
         return bytes;
+    }
+
+    /// Whether receive() need not wait.
+    bool hasReceived() const {
+        pollfd event{socket_, POLLIN, 0};
+        return ::poll(&event, 1, 0) == 1;
     }
 
 private:
