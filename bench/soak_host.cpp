@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cinttypes>
 #include <csignal>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
