@@ -47,9 +47,9 @@ public:
                                     std::string const& payload)>;
 
     /// Connects, and learns of each set how it is, and whatever is retained in @p topic.
-    Fleet(FleetOptions const& options, std::string const& topic, bool takesRetained, Hear hear)
+    Fleet(FleetOptions const& options, std::string topic, bool takesRetained, Hear hear)
         : set_(options.set == "*" ? "+" : options.set),
-          topic_(topic),
+          topic_(std::move(topic)),
           takesRetained_(takesRetained),
           hear_(std::move(hear)),
           answersTo_(answerTopic(options.broker)),
