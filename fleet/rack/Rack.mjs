@@ -35,9 +35,9 @@ export class Rack {
     return this.#sets.map(({ name }) => name);
   }
 
-  /// Ends a set's bridge or service, as a failing one does.
-  kill(name, part) {
-    return this.#sets.find((set) => set.name === name)[part].end('SIGKILL');
+  /// Ends a set's "bridge" or "service".
+  endPart(name, part, signal) {
+    return this.#sets.find((set) => set.name === name)[part].end(signal);
   }
 
   /// Ends everything, in the order in which nobody misses anybody.

@@ -51,7 +51,7 @@ function until(expression, argument) {
 
 function volumeOf(name, value) {
   return until(([set, wanted]) => document.querySelector(
-    `.card[data-set="${set}"] .slider output`).value === wanted, [name, value]);
+    `.card[data-set="${set}"] .slider output`)?.value === wanted, [name, value]);
 }
 
 test('every set has a card that says what it does', async () => {
@@ -171,9 +171,9 @@ test('a hundred sets come, speak and go without moving anything', async () => {
 });
 
 test('the page says when a service, a bridge or the broker is away', async () => {
-  await rack.kill('tv-2', 'service');
+  await rack.endPart('tv-2', 'service', 'SIGTERM');
   await card('tv-2', 'offline').getByText(/no sound service at/).waitFor();
-  await rack.kill('tv-3', 'bridge');
+  await rack.endPart('tv-3', 'bridge', 'SIGKILL');
   await card('tv-3', 'offline').waitFor();
   await text('#count', '1 of 3 online');
 

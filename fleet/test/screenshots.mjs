@@ -14,7 +14,7 @@ async function take(tab, name) {
 
 async function pictureOverview(tab, rack) {
   await tab.locator(`[data-set=tv-${kSets}]`).waitFor();
-  await rack.kill('tv-7', 'service');
+  await rack.endPart('tv-7', 'service', 'SIGTERM');
   await tab.locator('[data-set=tv-7][data-state=offline]').waitFor();
   await tab.locator('[data-set=tv-4] .controls input[type=checkbox]').click();
   await tab.locator('[data-set=tv-5] .choose').check();
