@@ -14,6 +14,7 @@ export class Broker {
   #events;
   #name = `audvik-page-${crypto.getRandomValues(new Uint32Array(2)).join('-')}`;
   #wanted = new Map();  // topic filter -> how many want it
+  #user = 'anybody';
   #waiting = new Map();  // correlation data -> what takes the answer
   #sent = 0;
 
@@ -23,12 +24,14 @@ export class Broker {
     this.#events = events;
   }
 
+  /// Below the user's name, which is where a broker with an access list lets him read.
   get #answers() {
-    return `audvik-answers/${this.#name}`;
+    return `audvik-answers/${this.#user}/${this.#name}`;
   }
 
   connect(credentials = {}) {
     this.#client?.end(true);
+    this.#user = credentials.username ?? this.#user;
     const client = mqtt.connect(this.#url, {
       ...credentials,
       clientId: this.#name,
