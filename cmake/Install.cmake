@@ -1,9 +1,9 @@
 # What `cmake --install` puts where, and the Debian packages.
 #
 # Component `runtime` holds the shared libraries, `development` what builds against them and its
-# documentation, `tools` the programs, `gstreamer` the plugin, `bridge` the program for a broker.
-# Headers but audvik/audvik.h lie below include/audvik: names such as `sound` are taken in
-# /usr/include.
+# documentation, `tools` the programs, `python` the Python package, `gstreamer` the plugin, `bridge`
+# the program for a broker. Headers but audvik/audvik.h lie below include/audvik: names such as
+# `sound` are taken in /usr/include.
 
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
@@ -37,6 +37,9 @@ if(AUDVIK_DESKTOP)
 endif()
 if(TARGET gstaudvik)
   add_dependencies(installed gstaudvik)
+endif()
+if(TARGET python-stubs)
+  add_dependencies(installed python-stubs)
 endif()
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
 
@@ -126,6 +129,13 @@ if(TARGET audvik-bridge)
   install(FILES ${compressed} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/audvik-bridge
     COMPONENT bridge)
   install(FILES cmake/systemd/audvik-bridge.service DESTINATION ${units} COMPONENT bridge)
+endif()
+if(TARGET python-audvik)
+  audvik_compress(docs/python.md compressed)
+  install(FILES ${compressed} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/python3-audvik
+    COMPONENT python)
+  install(DIRECTORY python/examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/python3-audvik
+    COMPONENT python FILES_MATCHING PATTERN *.py)
 endif()
 
 configure_package_config_file(cmake/audvik-config.cmake.in audvik-config.cmake

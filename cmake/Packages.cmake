@@ -76,6 +76,17 @@ Tells a broker the state of a set's sound, its level and, to whoever asks for
 it, the sound itself, and takes commands from there: for a rack of sets, or for
 Home Assistant.")
 
+if(TARGET python-audvik)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-audvik)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+    "libaudvik ${same_version}, python3-numpy, ${AUDVIK_PYTHON_VERSION}")
+  set(CPACK_COMPONENT_PYTHON_DESCRIPTION "what a TV is playing, and its sound service, from Python
+Sound as numpy arrays, a method for each command and a class for each record and
+notification of a TV's sound interface, with type stubs and examples.")
+endif()
+
 # Each package says under what terms it may be used, and what is new.
 file(STRINGS cmake/debian/changelog newest LIMIT_COUNT 1)
 if(NOT newest MATCHES "^audvik \\(${PROJECT_VERSION}\\)")

@@ -41,9 +41,11 @@ public:
         intakes_.push_back(std::move(intake));
     }
 
-    void remove(std::shared_ptr<SoundIntake> const& intake) {
+    /// @return how many are left
+    std::size_t remove(std::shared_ptr<SoundIntake> const& intake) {
         std::lock_guard const lock(mutex_);
         std::erase(intakes_, intake);
+        return intakes_.size();
     }
 
 private:
@@ -83,6 +85,7 @@ class Agent : public SoundSource {
 public:
     explicit Agent(std::vector<std::string>& words) {
         std::vector<char*> arguments;
+        arguments.reserve(words.size() + 1);
         for (auto& word : words) arguments.push_back(word.data());
         arguments.push_back(nullptr);
         check(audioCB_init(static_cast<int>(words.size()), arguments.data()),
@@ -94,10 +97,12 @@ public:
     void add(std::shared_ptr<SoundIntake> intake) override { distributor_->add(std::move(intake)); }
 
     void remove(std::shared_ptr<SoundIntake> const& intake) override {
-        distributor_->remove(intake);
+        std::lock_guard const lock(switching_);
+        if (distributor_->remove(intake) == 0) request(false);
     }
 
     bool enable() override {
+        std::lock_guard const lock(switching_);
         // Its result does not tell whether there is a service.
         std::call_once(callbackIsSet_, [this] {
             NoPrinting const silence;
@@ -117,6 +122,7 @@ private:
 
     boost::shared_ptr<Distributor> distributor_ = boost::make_shared<Distributor>();
     std::once_flag callbackIsSet_;
+    std::mutex switching_;  ///< who has come is not switched off by who goes
 };
 
 }  // namespace

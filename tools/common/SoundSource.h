@@ -22,7 +22,8 @@ public:
     /// Has blocks handed to @p intake, too, from the next one on.
     virtual void add(std::shared_ptr<SoundIntake> intake) = 0;
 
-    /// No block is being handed to it any more when this returns. Not from the delivery thread.
+    /// No block is being handed to it any more when this returns. When it was the last one, asks
+    /// the service for no more sound. Not from the delivery thread.
     virtual void remove(std::shared_ptr<SoundIntake> const& intake) = 0;
 
     /// Asks the service for sound; changes nothing when it is sending already.

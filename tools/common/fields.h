@@ -10,6 +10,7 @@
 #include <functional>
 #include <limits>
 #include <map>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -36,6 +37,7 @@ struct FieldType {
     Kind kind;
     std::size_t size;  ///< in the plain record, in bytes
     void (*assign)(void* to, void const* from);
+    std::shared_ptr<void> (*make)();  ///< a new one, zero or empty
 
     // Of an integer: what a message can carry of it.
     std::int64_t least = 0;
@@ -104,7 +106,8 @@ constexpr FieldType makeFieldType() {
     using Kind = FieldType::Kind;
     FieldType type{Kind::kString, sizeof(Type), [](void* to, void const* from) {
                        *static_cast<Type*>(to) = *static_cast<Type const*>(from);
-                   }};
+                   },
+                   [] { return std::shared_ptr<void>(std::make_shared<Type>()); }};
     if constexpr (sound::packing::Record<Type>) {
         type.kind = Kind::kRecord;
         type.name = sound::PackedTraits<Type>::kName;
