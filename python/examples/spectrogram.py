@@ -29,8 +29,8 @@ def record(seconds):
 
 def draw(samples, rate, path):
     figure, axes = matplotlib.pyplot.subplots(figsize=(9, 4), layout="constrained")
-    _, _, _, image = axes.specgram(samples + 1e-6 * numpy.random.randn(samples.size), NFFT=1024,
-                                   Fs=rate, noverlap=768, scale="dB", vmin=-130, cmap="magma")
+    _, _, _, image = axes.specgram(samples + 1e-9 * numpy.random.randn(samples.size), NFFT=1024,
+                                   Fs=rate, noverlap=768, scale="dB", vmin=-100, cmap="magma")
     axes.set(xlabel="time (s)", ylabel="frequency (Hz)", ylim=(0, min(rate / 2, 12000)))
     figure.colorbar(image, label="level (dB)")
     figure.savefig(path, dpi=100)
