@@ -29,7 +29,7 @@ def install(folder):
     with tempfile.TemporaryDirectory() as build:
         run("-S", TREE, "-B", build, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release",
             "-DCMAKE_UNITY_BUILD=ON", "-DBUILD_TESTING=OFF", f"-DAUDVIK_PYTHON={sys.executable}",
-            "-DAUDVIK_PYTHON_FOLDER=.", "-DCMAKE_INSTALL_LIBDIR=audvik",
+            "-DAUDVIK_PYTHON_FOLDER:STRING=.", "-DCMAKE_INSTALL_LIBDIR:STRING=audvik",
             "-DCMAKE_INSTALL_RPATH=$ORIGIN")
         run("--build", build, "--target", "python-stubs")
         for component in ("runtime", "python"):
