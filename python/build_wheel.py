@@ -17,7 +17,7 @@ TREE = pathlib.Path(__file__).resolve().parent.parent
 
 
 def version():
-    return re.search(r"VERSION ([\d.]+)", (TREE / "CMakeLists.txt").read_text())[1]
+    return re.search(r"project\(audvik VERSION ([\d.]+)", (TREE / "CMakeLists.txt").read_text())[1]
 
 
 def run(*words):
