@@ -45,7 +45,7 @@ Source& sourceOf(void* instance) {
     return *of(instance).source;
 }
 
-void setProperty(GObject* object, guint id, GValue const* value, GParamSpec* spec) {
+void setProperty(GObject* object, guint id, GValue const* value, GParamSpec* property) {
     auto& settings = *of(object).settings;
     GST_OBJECT_LOCK(object);
     switch (id) {
@@ -59,12 +59,12 @@ void setProperty(GObject* object, guint id, GValue const* value, GParamSpec* spe
             settings.bufferTime = g_value_get_uint64(value) * GST_USECOND;
             break;
         default:
-            G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+            G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, property);
     }
     GST_OBJECT_UNLOCK(object);
 }
 
-void getProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) {
+void getProperty(GObject* object, guint id, GValue* value, GParamSpec* property) {
     auto const& settings = *of(object).settings;
     GST_OBJECT_LOCK(object);
     switch (id) {
@@ -81,7 +81,7 @@ void getProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) {
             g_value_set_uint64(value, sourceOf(object).overruns());
             break;
         default:
-            G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+            G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, property);
     }
     GST_OBJECT_UNLOCK(object);
 }

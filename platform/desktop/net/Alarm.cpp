@@ -18,10 +18,10 @@ void Alarm::set(TimePoint when) {
     auto const time =
         std::max(std::chrono::duration_cast<nanoseconds>(when.time_since_epoch()), nanoseconds(1));
     auto const whole = std::chrono::floor<seconds>(time);
-    itimerspec spec{};
-    spec.it_value.tv_sec = static_cast<decltype(spec.it_value.tv_sec)>(whole.count());
-    spec.it_value.tv_nsec = static_cast<decltype(spec.it_value.tv_nsec)>((time - whole).count());
-    timerfd_settime(timer_.number(), TFD_TIMER_ABSTIME, &spec, nullptr);
+    itimerspec due{};
+    due.it_value.tv_sec = static_cast<decltype(due.it_value.tv_sec)>(whole.count());
+    due.it_value.tv_nsec = static_cast<decltype(due.it_value.tv_nsec)>((time - whole).count());
+    timerfd_settime(timer_.number(), TFD_TIMER_ABSTIME, &due, nullptr);
 }
 
 void Alarm::wait() const {
