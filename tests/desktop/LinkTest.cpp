@@ -1,4 +1,4 @@
-// What tests/fuzz/link_model.cpp cannot tell: that a link says no more than it has to, and not
+// What fuzz/link_model.cpp cannot tell: that a link says no more than it has to, and not
 // before. What it promises on any network is checked there.
 #include "Link.h"
 

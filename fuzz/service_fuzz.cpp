@@ -1,6 +1,5 @@
 // Clients that say anything to a live service, and one that does as it should: it has to be served
 // meanwhile and afterwards, in the session that it had from the beginning.
-#include "ClientConnection.h"
 #include "desktop/Service.h"
 #include "live_session.h"
 
@@ -8,17 +7,6 @@ namespace desktop {
 namespace {
 
 using namespace std::chrono_literals;
-
-constexpr std::uint32_t kLast = 0xFEEDC0DE;
-
-class Listener : public frame::IOConnectionListener {
-public:
-    void onIOConnectionConnected() override {}
-    void onIOConnectionConnectionFailed(int /*error*/) override { std::abort(); }
-    void onIOConnectionDisconnected(int error) override {
-        if (error != 0) std::abort();
-    }
-};
 
 Limits shortLimits() {
     Limits limits;
@@ -63,45 +51,18 @@ public:
     Service service;  // last: its threads use the inbox
 };
 
-/// Says something and expects to be told of it.
-class Witness {
-public:
-    explicit Witness(std::string const& address)
-        : client_(Address::parse(address), patientLimits()) {
-        inbox_.react = [this](std::uint32_t number, auto const&) {
-            if (number == kLast) ++told_;
-        };
-        auto* const module = client_.addModule(listener_);
-        client_.dispatcher().add({module, test::kNotification.interfaceCode,
-                                  test::kNotification.messageId, &test::Inbox::receive, &inbox_,
-                                  &test::kNumberTable});
-        client_.dispatcher().activate(module);
-    }
-    ~Witness() {
-        client_.close();
-        client_.stopDelivery();
-    }
-
-    void isServed() {
-        told_ = 0;
-        auto payload = newPayload();
-        payload->bytes = test::message(test::kCommand, kLast);
-        if (client_.send(std::move(payload)) != 0) std::abort();
-        if (!test::eventually([this] { return told_ >= 1; }, kPatience)) std::abort();
-    }
-
-private:
-    test::Inbox inbox_;
-    std::atomic<int> told_ = 0;
-    Listener listener_;
-    ClientConnection client_;
-};
+/// What the client says is told to all and to itself.
+void isServed(fuzz::Client& client) {
+    auto const expected = client.told() + 2;
+    if (client.send(test::kCommand, fuzz::kLast) != 0) std::abort();
+    if (!test::eventually([&] { return client.told() >= expected; }, kPatience)) std::abort();
+}
 
 void run(FuzzedDataProvider& input) {
     auto const address = LocalSocket().address();
     Echo const echo(address);
-    Witness witness(address);
-    witness.isServed();
+    fuzz::Client witness(address, patientLimits(), true);
+    isServed(witness);
     std::array<test::Peer, 3> peers{test::Peer(address), test::Peer(address), test::Peer(address)};
     while (input.remaining_bytes() > 0) {
         auto& peer = peers[input.ConsumeIntegralInRange<std::size_t>(0, 2)];
@@ -111,7 +72,7 @@ void run(FuzzedDataProvider& input) {
             fuzz::sayAnything(input, peer, test::kCommand);
         }
     }
-    witness.isServed();
+    isServed(witness);
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 // A service that says anything to a live client, which afterwards has to do as before.
-#include "ClientConnection.h"
 #include "desktop/streams.h"
 #include "live_session.h"
 
@@ -7,15 +6,6 @@ namespace desktop {
 namespace {
 
 using namespace std::chrono_literals;
-
-constexpr std::uint32_t kLast = 0xFEEDC0DE;
-
-class Listener : public frame::IOConnectionListener {
-public:
-    void onIOConnectionConnected() override {}
-    void onIOConnectionConnectionFailed(int /*error*/) override {}
-    void onIOConnectionDisconnected(int /*error*/) override {}
-};
 
 Limits shortLimits() {
     Limits limits;
@@ -28,18 +18,14 @@ Limits shortLimits() {
     return limits;
 }
 
-void send(ClientConnection& client, frameLmqMessageHeader_t const& header) {
-    auto payload = newPayload();
-    payload->bytes = test::message(header, 1);
-    client.send(std::move(payload));
-}
-
-void step(FuzzedDataProvider& input, test::Peer& service, ClientConnection& client) {
+void step(FuzzedDataProvider& input, test::Peer& service, fuzz::Client& client) {
     switch (input.ConsumeIntegralInRange(0, 9)) {
         case 0:
-            return send(client, test::kCommand);
+            client.send(test::kCommand, 1);
+            return;
         case 1:
-            return send(client, test::kSwitch);
+            client.send(test::kSwitch, 1);
+            return;
         case 2:
             while (service.canHear()) service.session = service.hear().session;
             return;
@@ -50,8 +36,8 @@ void step(FuzzedDataProvider& input, test::Peer& service, ClientConnection& clie
 }
 
 /// Ends sessions until the client begins one, which then carries a notification.
-void serve(test::Peer& service, std::atomic<bool> const& arrived) {
-    while (!arrived) {
+void serve(test::Peer& service, fuzz::Client const& client) {
+    while (client.told() == 0) {
         auto const header = service.hear();
         service.session = header.session;
         if (header.kind != Kind::kHello) {
@@ -59,30 +45,16 @@ void serve(test::Peer& service, std::atomic<bool> const& arrived) {
             continue;
         }
         service.say(Kind::kWelcome);
-        service.say(0, test::message(test::kNotification, kLast));
+        service.say(0, test::message(test::kNotification, fuzz::kLast));
     }
 }
 
 void run(FuzzedDataProvider& input) {
     test::Peer service;
-    test::Inbox inbox;
-    std::atomic<bool> arrived = false;
-    inbox.react = [&arrived](std::uint32_t number, auto const&) {
-        if (number == kLast) arrived = true;
-    };
-    Listener listener;
-    ClientConnection client(Address::parse(service.address()), shortLimits());
-    auto* const module = client.addModule(listener);
-    for (auto const& header : {test::kNotification, test::kAnnouncement}) {
-        client.dispatcher().add({module, header.interfaceCode, header.messageId,
-                                 &test::Inbox::receive, &inbox, &test::kNumberTable});
-    }
-    client.dispatcher().activate(module);
+    fuzz::Client client(service.address(), shortLimits(), false);
     service.welcome();
     while (input.remaining_bytes() > 0) step(input, service, client);
-    serve(service, arrived);
-    client.close();
-    client.stopDelivery();
+    serve(service, client);
 }
 
 }  // namespace
