@@ -1,6 +1,5 @@
 // audvik-bridge between a running sound-service and a running mosquitto, as real processes.
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -10,7 +9,7 @@
 #include <csignal>
 #include <map>
 #include <memory>
-#include <set>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -29,19 +28,6 @@ using tools::MqttMessage;
 using Clock = std::chrono::steady_clock;
 
 constexpr char kVolume[] = "audvik/tv/on/onVolumeInfoNotify";
-
-/// A port that nobody listens on.
-int freePort() {
-    int const descriptor = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    ::bind(descriptor, reinterpret_cast<sockaddr*>(&address), size);
-    ::getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size);
-    ::close(descriptor);
-    return ntohs(address.sin_port);
-}
 
 /// Somebody on the broker, who hears everything and keeps the last of each topic.
 class Observer {
@@ -72,8 +58,12 @@ public:
         return true;
     }
 
+    /// Waits for a topic's last message to have a part, or to be the whole.
     bool sees(std::string const& topic, std::string const& part) {
         return waitFor([&] { return last[topic].find(part) != std::string::npos; });
+    }
+    bool isTold(std::string const& topic, std::string const& whole) {
+        return waitFor([&] { return last[topic] == whole; });
     }
 
     void send(std::string const& topic, std::string const& payload,
@@ -128,31 +118,24 @@ protected:
     }
 
     void startService() {
-        service = std::make_unique<Program>(std::vector<std::string>{
-            AUDVIK_SOUND_SERVICE, "--tone", "440", "--rate", "32000", "--log-json"});
-        EXPECT_TRUE(service->says("listening"));
+        service = startSoundService({"--tone", "440", "--rate", "32000", "--log-json"});
     }
 
     void startBridge(std::vector<std::string> const& options = {}) {
-        std::vector<std::string> words{AUDVIK_BRIDGE, "--broker", address_, "--set", "tv"};
-        words.insert(words.end(), options.begin(), options.end());
-        bridge = std::make_unique<Program>(words);
+        bridge = std::make_unique<Program>(
+            joined({AUDVIK_BRIDGE, "--broker", address_, "--set", "tv"}, options));
     }
 
     /// How many commands of a name the service has received.
-    std::size_t received(std::string const& command) const {
-        std::size_t count = 0;
-        std::string const log = service->output();
-        std::string const part = "\"command\":\"" + command + '"';
-        for (auto at = log.find(part); at != std::string::npos; at = log.find(part, at + 1)) {
-            ++count;
-        }
-        return count;
+    std::ptrdiff_t received(std::string const& command) const {
+        auto const log = service->output();
+        std::regex const part("\"command\":\"" + command + '"');
+        return std::distance(std::sregex_iterator(log.begin(), log.end(), part), {});
     }
 
     TemporaryFolder folder_;
-    std::string const port_ = std::to_string(freePort());
-    std::string const address_ = "127.0.0.1:" + port_;
+    std::string const address_ = LocalSocket(SOCK_STREAM).address();
+    std::string const port_ = address_.substr(address_.find(':') + 1);
     std::unique_ptr<Program> broker, service, bridge;
 };
 
@@ -187,20 +170,18 @@ TEST_F(BridgeTest, RefusesWhatIsWrongAndGoesOn) {
     auto const error = [&](std::string const& command, std::string const& payload) {
         return observer.ask(command, payload).value("error", "");
     };
-    EXPECT_NE(error("cmdVolumeSet", "{").find("no JSON"), std::string::npos);
-    EXPECT_NE(error("cmdVolumeSet", std::string(70000, ' ')).find("70000 bytes"),
-              std::string::npos);
-    EXPECT_NE(error("cmdVolume", "{}").find("did you mean cmdVolumeSet"), std::string::npos);
+    EXPECT_TRUE(has(error("cmdVolumeSet", "{"), "no JSON"));
+    EXPECT_TRUE(has(error("cmdVolumeSet", std::string(70000, ' ')), "70000 bytes"));
+    EXPECT_TRUE(has(error("cmdVolume", "{}"), "did you mean cmdVolumeSet"));
     EXPECT_EQ(error("cmdVolumeSet", R"({"volume": 101})"),
               "volume: 101 is not a uint32 from 0 to 100");
-    EXPECT_NE(error("cmdEnabelSoundAudioDataCB", R"({"field1": false})").find("audio/lease"),
-              std::string::npos);
+    EXPECT_TRUE(has(error("cmdEnabelSoundAudioDataCB", R"({"field1": false})"), "audio/lease"));
     // Nobody speaks through the bridge in its name, and nothing is done without being asked to now.
     observer.send("audvik/tv/do/cmdMuteSet", "{", "", "audvik/tv/status");
     observer.send("audvik/tv/do/cmdMuteSet", std::string(300 << 10, ' '));
     EXPECT_EQ(observer.ask("cmdVolumeSet", R"({"volume": 100})")["status"], 0);
     EXPECT_EQ(observer.last["audvik/tv/status"], "online");
-    EXPECT_EQ(received("cmdMuteSet"), 0U);
+    EXPECT_EQ(received("cmdMuteSet"), 0);
 }
 
 TEST_F(BridgeTest, SendsWhatIsDeliveredTwiceOnce) {
@@ -216,7 +197,7 @@ TEST_F(BridgeTest, SendsWhatIsDeliveredTwiceOnce) {
     observer.send("audvik/tv/do/cmdBalanceSet", R"({"field1": 1})", "same");
     observer.ask("cmdMuteSet", "{}");
     ASSERT_TRUE(service->says("onMuteInfoNotify"));
-    EXPECT_EQ(received("cmdBalanceSet"), 3U);
+    EXPECT_EQ(received("cmdBalanceSet"), 3);
 }
 
 TEST_F(BridgeTest, KeepsNothingOfAServiceThatHasGone) {
@@ -225,13 +206,12 @@ TEST_F(BridgeTest, KeepsNothingOfAServiceThatHasGone) {
     ASSERT_TRUE(observer.sees(kVolume, R"("field2":30)"));
     service->signal(SIGKILL);
     ASSERT_TRUE(observer.sees("audvik/tv/status", "offline: no sound service at 127.0.0.1:"));
-    EXPECT_TRUE(observer.waitFor([&] { return observer.last[kVolume].empty(); }));
-    EXPECT_NE(observer.ask("cmdVolumeSet", "{}").value("error", "").find("no sound service"),
-              std::string::npos);
+    EXPECT_TRUE(observer.isTold(kVolume, ""));
+    EXPECT_TRUE(has(observer.ask("cmdVolumeSet", "{}").value("error", ""), "no sound service"));
     service->status();
     observer.last.clear();
     startService();
-    EXPECT_TRUE(observer.waitFor([&] { return observer.last["audvik/tv/status"] == "online"; }));
+    EXPECT_TRUE(observer.isTold("audvik/tv/status", "online"));
     EXPECT_TRUE(observer.sees("audvik/tv/on/onCapabilityNotify", "arguments"));
     EXPECT_TRUE(observer.sees("audvik/tv/level", "peak")) << "the sound is not back";
     EXPECT_EQ(observer.last[kVolume], "");
@@ -241,8 +221,7 @@ TEST_F(BridgeTest, ComesBackToABrokerThatHasForgottenEverything) {
     Observer(address_).ask("cmdVolumeSet", R"({"volume": 30})");
     broker->signal(SIGKILL);
     ASSERT_TRUE(bridge->says("no broker at " + address_));
-    Program changing({AUDVIK_SOUNDCTL, "send", "cmdVolumeSet", "0", "31"});
-    ASSERT_EQ(changing.status(), 0);
+    ASSERT_TRUE(Program({AUDVIK_SOUNDCTL, "send", "cmdVolumeSet", "0", "31"}).ends(0));
     startBroker();
     Observer observer(address_);
     EXPECT_TRUE(observer.sees(kVolume, R"("field2":31)"));
@@ -257,17 +236,16 @@ TEST_F(BridgeTest, ComesBackToABrokerThatHasForgottenEverything) {
     startBroker();
     startService();
     ASSERT_TRUE(bridge->says("is back"));
-    EXPECT_TRUE(observer.waitFor([&] { return observer.last["audvik/tv/status"] == "online"; }));
+    EXPECT_TRUE(observer.isTold("audvik/tv/status", "online"));
     EXPECT_EQ(observer.ask("cmdVolumeSet", R"({"volume": 32})")["status"], 0);
     EXPECT_TRUE(observer.sees(kVolume, R"("field2":32)"));
 
     // And the bridge itself.
     bridge->signal(SIGKILL);
-    EXPECT_TRUE(observer.waitFor([&] { return observer.last["audvik/tv/status"] == "offline"; }));
+    EXPECT_TRUE(observer.isTold("audvik/tv/status", "offline"));
     startBridge();
-    EXPECT_TRUE(observer.waitFor([&] { return observer.last["audvik/tv/status"] == "online"; }));
-    EXPECT_TRUE(observer.waitFor([&] { return observer.last[kVolume].empty(); }))
-        << "nobody knows what was changed in between";
+    EXPECT_TRUE(observer.isTold("audvik/tv/status", "online"));
+    EXPECT_TRUE(observer.isTold(kVolume, "")) << "nobody knows what was changed in between";
     bridge->signal(SIGTERM);
     EXPECT_EQ(bridge->status(), 0);
     EXPECT_TRUE(observer.sees("audvik/tv/status", "offline: the bridge was stopped"));
@@ -351,7 +329,7 @@ TEST_F(BridgeTest, TellsItsSupervisorThatItWorks) {
         pollfd polled{notified, POLLIN, 0};
         ASSERT_EQ(::poll(&polled, 1, 10000), 1) << word;
         ::recv(notified, text.data(), text.size() - 1, 0);
-        EXPECT_EQ(std::string(text.data()), word);
+        EXPECT_EQ(text.data(), word);
     };
     for (auto const& words :
          {std::vector<std::string>{AUDVIK_BRIDGE, "--broker", address_, "--set", "other"},
@@ -370,15 +348,13 @@ TEST_F(BridgeTest, TellsItsSupervisorThatItWorks) {
 }
 
 TEST(BridgeOptionsTest, SayWhatIsWrong) {
-    auto const status = [](std::vector<std::string> options) {
-        options.insert(options.begin(), AUDVIK_BRIDGE);
-        return Program(options).status();
-    };
-    EXPECT_EQ(status({"--set", "a/b"}), 2);
-    EXPECT_EQ(status({"--set", "tv", "--broker", "host:99999"}), 2);
-    EXPECT_EQ(status({"--set", "tv", "--password-file", "/nowhere"}), 2);
-    EXPECT_EQ(status({"--set", "tv", "--ca", "/nowhere"}), 2);
-    EXPECT_EQ(status({"--set", "tv", "--cert", "/dev/null"}), 2);
+    for (std::vector<std::string> const& options : {std::vector<std::string>{"--set", "a/b"},
+                                                    {"--set", "tv", "--broker", "host:99999"},
+                                                    {"--set", "tv", "--password-file", "/nowhere"},
+                                                    {"--set", "tv", "--ca", "/nowhere"},
+                                                    {"--set", "tv", "--cert", "/dev/null"}}) {
+        EXPECT_TRUE(Program(joined({AUDVIK_BRIDGE}, options)).ends(2)) << options.back();
+    }
 }
 
 }  // namespace

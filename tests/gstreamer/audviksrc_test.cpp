@@ -11,7 +11,6 @@
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <random>
 #include <string>
 #include <thread>
@@ -140,15 +139,12 @@ protected:
     }
 
     void serve(std::vector<std::string> const& options) {
-        std::vector<std::string> words{AUDVIK_SOUND_SERVICE};
-        words.insert(words.end(), options.begin(), options.end());
         service_.reset();
-        service_.emplace(words);
-        ASSERT_TRUE(service_->says("listening on")) << service_->errors();
+        service_ = startSoundService(options);
     }
 
     TemporaryFolder folder_;
-    std::optional<Program> service_;
+    std::unique_ptr<Program> service_;
 };
 
 TEST_F(AudvikSrc, MayPlayWhenTheProcessEnds) {
@@ -237,18 +233,17 @@ TEST_F(AudvikSrc, TellsTimesOfThePipelinesClockAndItsLatency) {
 TEST_F(AudvikSrc, GoesOnWithWhateverServiceComesBack) {
     Pipeline pipeline("audviksrc name=source ! fakesink");
     pipeline.set(GST_STATE_PLAYING);
-    EXPECT_NE(pipeline.next(GST_MESSAGE_ELEMENT).find("audvik-service-lost"), std::string::npos);
-    EXPECT_NE(pipeline.next(GST_MESSAGE_WARNING).find("There is no sound service at 127.0.0.1:"),
-              std::string::npos);
+    EXPECT_TRUE(has(pipeline.next(GST_MESSAGE_ELEMENT), "audvik-service-lost"));
+    EXPECT_TRUE(has(pipeline.next(GST_MESSAGE_WARNING), "There is no sound service at 127.0.0.1:"));
     serve({"--tone", "440"});
-    EXPECT_NE(pipeline.next(GST_MESSAGE_ELEMENT).find("audvik-service-back"), std::string::npos);
+    EXPECT_TRUE(has(pipeline.next(GST_MESSAGE_ELEMENT), "audvik-service-back"));
     pipeline.waitFor(20);
     service_->signal(SIGKILL);
     service_->status();
-    EXPECT_NE(pipeline.next(GST_MESSAGE_ELEMENT).find("audvik-service-lost"), std::string::npos);
+    EXPECT_TRUE(has(pipeline.next(GST_MESSAGE_ELEMENT), "audvik-service-lost"));
     auto const before = pipeline.seen();
     serve({"--tone", "440", "--rate", "22050", "--channels", "1"});
-    EXPECT_NE(pipeline.next(GST_MESSAGE_ELEMENT).find("audvik-service-back"), std::string::npos);
+    EXPECT_TRUE(has(pipeline.next(GST_MESSAGE_ELEMENT), "audvik-service-back"));
     auto const after = pipeline.waitFor(before.size() + 3);
     auto const& first = after[before.size()];
     EXPECT_TRUE(first.discont);

@@ -14,10 +14,11 @@
 #include <string>
 #include <vector>
 
-/// A UDP socket at a free port of the loopback address. Addresses are "127.0.0.1:port".
+/// A socket at a free port of the loopback address. Addresses are "127.0.0.1:port".
 class LocalSocket {
 public:
-    LocalSocket() {
+    explicit LocalSocket(int type = SOCK_DGRAM)
+        : socket_(::socket(AF_INET, type | SOCK_CLOEXEC, 0)) {
         auto local = socketAddress("127.0.0.1:0");
         socklen_t size = sizeof local;
         auto* const generic = reinterpret_cast<sockaddr*>(&local);
@@ -75,6 +76,6 @@ private:
         return "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
     }
 
-    int socket_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    int const socket_;
     std::string address_;
 };

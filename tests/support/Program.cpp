@@ -49,13 +49,23 @@ void writeFile(std::string const& path, std::string const& text) {
     std::ofstream(path, std::ios::binary) << text;
 }
 
+testing::AssertionResult has(std::string const& text, std::string const& part) {
+    if (text.find(part) != std::string::npos) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << '"' << part << "\" is not in: " << text;
+}
+
+std::vector<std::string> joined(std::vector<std::string> first,
+                                std::vector<std::string> const& second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
 Program::Program(std::vector<std::string> words, std::string const& output)
     : output_(output.empty() ? folder_.file("output") : output), errors_(folder_.file("errors")) {
     // A shell is this machine's; its scripts begin the programs with $EMULATOR.
     bool const isShell = words.front() == "/bin/sh";
     ::setenv("EMULATOR", AUDVIK_EMULATOR, 1);
-    std::vector<std::string> command = isShell ? std::vector<std::string>() : emulator();
-    command.insert(command.end(), words.begin(), words.end());
+    auto command = joined(isShell ? std::vector<std::string>() : emulator(), words);
     std::vector<char*> arguments(command.size() + 1, nullptr);
     std::transform(command.begin(), command.end(), arguments.begin(),
                    [](std::string& word) { return word.data(); });
@@ -94,6 +104,18 @@ int Program::status() {
     if (!becomesTrue([&] { return waitpid(process_, &state, WNOHANG) == process_; })) return -1;
     status_ = WIFEXITED(state) ? WEXITSTATUS(state) : -1;
     return *status_;
+}
+
+testing::AssertionResult Program::ends(int status, std::string const& text) {
+    if (this->status() == status) return has(errors(), text);
+    return testing::AssertionFailure()
+           << "its status is " << status_.value_or(-1) << ": " << errors();
+}
+
+std::unique_ptr<Program> startSoundService(std::vector<std::string> const& options) {
+    auto service = std::make_unique<Program>(joined({AUDVIK_SOUND_SERVICE}, options));
+    EXPECT_TRUE(service->says("listening on")) << service->errors();
+    return service;
 }
 
 void useOwnAddress() {

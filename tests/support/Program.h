@@ -2,9 +2,11 @@
 /// Runs the project's programs as a user would.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <sys/types.h>
 
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,6 +15,13 @@
 
 std::string readFile(std::string const& path);
 void writeFile(std::string const& path, std::string const& text);
+
+/// Whether a text has a part, and if not, what it is.
+testing::AssertionResult has(std::string const& text, std::string const& part);
+
+/// @return the first list and, behind it, the second
+std::vector<std::string> joined(std::vector<std::string> first,
+                                std::vector<std::string> const& second);
 
 /// A running program. Is killed, if need be, when this goes.
 class Program {
@@ -34,6 +43,9 @@ public:
     /// @return its exit status, -1 when it did not exit by itself
     int status();
 
+    /// Whether it ends with a status and has said a text, and if not, what it did.
+    testing::AssertionResult ends(int status, std::string const& text = "");
+
     std::string output() const { return readFile(output_); }
     std::string errors() const { return readFile(errors_); }
 
@@ -44,6 +56,9 @@ private:
     pid_t process_ = -1;
     std::optional<int> status_;
 };
+
+/// @return a sound service that listens
+std::unique_ptr<Program> startSoundService(std::vector<std::string> const& options);
 
 /// Has this process and the programs that it starts use an address that nobody else uses.
 void useOwnAddress();

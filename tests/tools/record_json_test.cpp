@@ -21,36 +21,6 @@ std::string refusalOf(std::string const& json) {
     return "";
 }
 
-TEST(RecordJson, EveryKindOfFieldSurvivesTheWayThereAndBack) {
-    sound::soundParams_t params{};
-    params.field2 = -5;
-    params.field42 = 0xFFFFFFFF;
-    params.field43 = 255;
-    params.field45 = true;
-    params.field46.field2 = 7;
-    Json const json = argumentsToJson(params);
-    EXPECT_EQ(json["field2"], -5);
-    EXPECT_EQ(json["field42"], 0xFFFFFFFF);
-    EXPECT_EQ(json["field43"], 255);
-    EXPECT_EQ(json["field45"], true);
-    EXPECT_EQ(json["field46"], Json::parse(R"({"field1": 0, "field2": 7})"));
-    EXPECT_EQ(argumentsToJson(std::get<0>(argumentsFromJson<sound::soundParams_t>(json))), json);
-
-    sound::DAPParamsIntValue_t values{};
-    values.field1.front() = INT32_MIN;
-    values.field1.back() = INT32_MAX;
-    auto const [returned] = argumentsFromJson<sound::DAPParamsIntValue_t>(argumentsToJson(values));
-    EXPECT_EQ(returned.field1, values.field1);
-}
-
-TEST(RecordJson, BareArgumentsAreNumberedLikeFields) {
-    EXPECT_EQ(argumentsToJson(std::string("pipe"), std::uint32_t{4096}),
-              Json::parse(R"({"field1": "pipe", "field2": 4096})"));
-    EXPECT_EQ(argumentsToJson(static_cast<signed char>(-1)), Json::parse(R"({"field1": -1})"));
-    EXPECT_EQ(argumentsToJson(), Json::object());
-    EXPECT_EQ(std::get<0>(argumentsFromJson<bool>(Json::parse(R"({"field1": true})"))), true);
-}
-
 TEST(RecordJson, WhatIsMissingIsZeroOrEmpty) {
     auto const [values] =
         argumentsFromJson<sound::DAPParamsUintValue_t>(Json::parse(R"({"field1": [1, 2]})"));
@@ -68,39 +38,37 @@ TEST(RecordJson, BytesThatAreNoTextDoNotMakeItFail) {
 }
 
 TEST(RecordJson, RefusalsNameTheFieldTheValueAndWhatIsAccepted) {
-    using sound::soundParams_t;
-    EXPECT_EQ(refusalOf<soundParams_t>(R"({"field46": {"field1": 256}})"),
+    using Params = sound::soundParams_t;
+    using Values = sound::DAPParamsIntValue_t;
+    EXPECT_EQ(refusalOf<Params>(R"({"field46": {"field1": 256}})"),
               "field46.field1: 256 is not a uint8 from 0 to 255");
-    EXPECT_EQ(refusalOf<soundParams_t>(R"({"field1": -1})"),
+    EXPECT_EQ(refusalOf<Params>(R"({"field1": -1})"),
               "field1: -1 is not a uint32 from 0 to 4294967295");
-    EXPECT_EQ(refusalOf<soundParams_t>(R"({"field1": 1.0})"),
+    EXPECT_EQ(refusalOf<Params>(R"({"field1": 1.0})"),
               "field1: 1.0 is not a uint32 from 0 to 4294967295");
     // Only 32 bits of it travel.
-    EXPECT_EQ(refusalOf<soundParams_t>(R"({"field2": 2147483648})"),
+    EXPECT_EQ(refusalOf<Params>(R"({"field2": 2147483648})"),
               "field2: 2147483648 is not an int64 from -2147483648 to 2147483647");
-    EXPECT_EQ(refusalOf<soundParams_t>(R"({"field44": 1})"),
-              "field44: 1 is not a bool, true or false");
-    EXPECT_EQ(refusalOf<soundParams_t>(R"({"field46": 3})"),
+    EXPECT_EQ(refusalOf<Params>(R"({"field44": 1})"), "field44: 1 is not a bool, true or false");
+    EXPECT_EQ(refusalOf<Params>(R"({"field46": 3})"),
               "field46: 3 is not an object like {\"field1\": ...}");
-    EXPECT_EQ(refusalOf<soundParams_t>("[]"),
-              "the arguments: [] is not an object like {\"field1\": ...}");
+    EXPECT_EQ(refusalOf<Params>("[]"), "the arguments: [] is not an object like {\"field1\": ...}");
     EXPECT_EQ(refusalOf<sound::soundBalanceParams_t>(R"({"field3": 1})"),
               "field3: there is no such field, only field1 to field2");
     EXPECT_EQ(refusalOf<std::string>(R"({"field1": 18446744073709551615})"),
               "field1: 18446744073709551615 is not a string");
-    EXPECT_EQ(refusalOf<soundParams_t>(std::string(300'000, '[')),
+    EXPECT_EQ(refusalOf<Params>(std::string(300'000, '[')),
               "the JSON is nested more than 32 levels deep");
-    EXPECT_EQ(refusalOf<soundParams_t>(R"({"field46": {"field1": -1e400}})"),
+    EXPECT_EQ(refusalOf<Params>(R"({"field46": {"field1": -1e400}})"),
               "field46.field1: -1.7e+308 is not a uint8 from 0 to 255");
     EXPECT_EQ(refusalOf<std::string>(R"({"field1": "\"1e400", "field2": 1e400})"),
               "field2: there is no such field, only field1");
     EXPECT_EQ(refusalOf<std::string>(std::string("{}\0{}", 5)), "there is a NUL byte in the JSON");
     EXPECT_EQ(refusalOf<signed char>(R"({"field1": 18446744073709551615})"),
               "field1: 18446744073709551615 is not an int8 from -128 to 127");
-    EXPECT_EQ(refusalOf<sound::DAPParamsIntValue_t>(R"({"field1": [0, "x"]})"),
+    EXPECT_EQ(refusalOf<Values>(R"({"field1": [0, "x"]})"),
               "field1[1]: \"x\" is not an int32 from -2147483648 to 2147483647");
-    EXPECT_EQ(refusalOf<sound::DAPParamsIntValue_t>(
-                  R"({"field1": [0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0]})"),
+    EXPECT_EQ(refusalOf<Values>(R"({"field1": [0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0]})"),
               "field1: [0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0... is not an array of at most 20 "
               "values");
 }
