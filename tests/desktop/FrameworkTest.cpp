@@ -77,6 +77,18 @@ TEST_F(Framework, StartingAgainLeavesOneSetOfReceiversAndMissesNothing) {
     EXPECT_EQ(Member::destroyed, 21);
 }
 
+TEST_F(Framework, WhoIsStartedByAReceiverDoesNotGetItsMessageToo) {
+    notifications_.react = [this](std::uint32_t number, auto const&) {
+        if (number != 1) return;
+        startMember(notifications_);
+        startMember(notifications_);
+    };
+    connect();
+    for (std::uint32_t i = 1; i < 4; ++i) notify(i);
+    EXPECT_TRUE(notifications_.await(3));
+    EXPECT_EQ(notifications_.numbers(), (std::vector<std::uint32_t>{1, 2, 3}));
+}
+
 TEST_F(Framework, MemberIsDestroyedOnlyWhenNoNotificationCanReachIt) {
     startService();
     std::atomic<bool> enough = false;

@@ -38,67 +38,41 @@ public:
                                    frame::TransportInfo const& /*transportInfo*/,
                                    std::string const& path, std::uint32_t size) override {
         std::vector<char> block(size);
-        struct stat pipe {};
-        struct stat folder {};
-        auto const parent = std::filesystem::path(path).parent_path();
-        ::stat(path.c_str(), &pipe);
-        ::stat(parent.c_str(), &folder);
         int const descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
         if (descriptor < 0) ++missing;
         auto const count = ::read(descriptor, block.data(), block.size());
         ::close(descriptor);
+        if (count <= 0) return 0;
 
         std::scoped_lock const lock(mutex_);
         // A block whose service was killed may be gone, but not in part.
-        if (count > 0 && count != static_cast<ssize_t>(size)) ++broken_;
-        if (count > 0) received_.insert(received_.end(), block.begin(), block.end());
-        if (count > 0) pipes_.insert(path);
-        if (places_.folder.empty()) places_ = {parent, pipe.st_mode, folder.st_mode};
+        EXPECT_EQ(count, static_cast<ssize_t>(size));
+        received_.insert(received_.end(), block.begin(), block.end());
+        pipes_.insert(path);
         changed_.notify_all();
         return 0;
     }
 
     std::atomic<int> missing = 0;  ///< announced, but not there
 
-    /// @return how much has been received when it is @p size bytes, or when 20 seconds have passed
-    std::size_t await(std::size_t size) {
+    /// @return what has been received when it is @p size bytes, or when 20 seconds have passed
+    std::vector<char> await(std::size_t size) {
         std::unique_lock lock(mutex_);
         changed_.wait_for(lock, 20s, [&] { return received_.size() >= size; });
-        EXPECT_EQ(broken_, 0);
-        return received_.size();
-    }
-
-    /// @return what has been received by then
-    std::vector<char> waitFor(std::size_t size) {
-        await(size);
-        std::scoped_lock const lock(mutex_);
         return received_;
     }
 
-    /// In how many pipes blocks have been.
-    std::size_t pipes() {
+    /// In which pipes blocks have been.
+    std::set<std::string> pipes() {
         std::scoped_lock const lock(mutex_);
-        return pipes_.size();
-    }
-
-    /// Where the first block was.
-    struct Places {
-        std::string folder;
-        mode_t pipeMode = 0;
-        mode_t folderMode = 0;
-    };
-    Places places() {
-        std::scoped_lock const lock(mutex_);
-        return places_;
+        return pipes_;
     }
 
 private:
     std::mutex mutex_;
     std::condition_variable changed_;
     std::vector<char> received_;
-    int broken_ = 0;
     std::set<std::string> pipes_;
-    Places places_;
 };
 
 class ServiceTest : public ::testing::Test {
@@ -136,20 +110,6 @@ protected:
     boost::shared_ptr<Listener> listener_ = boost::make_shared<Listener>();
 };
 
-TEST_F(ServiceTest, PipesAreForThisUserOnlyAndGoWithTheService) {
-    auto const service = startService({"--tone", "440", "--fast"});
-    startClient();
-    switchAudioData(true);
-    listener_->waitFor(4096);
-    service->signal(SIGTERM);
-    EXPECT_EQ(service->status(), 0);
-    auto const places = listener_->places();
-    EXPECT_TRUE(S_ISFIFO(places.pipeMode));
-    EXPECT_EQ(places.pipeMode & 0777, 0600U);
-    EXPECT_EQ(places.folderMode & 0777, 0700U);
-    EXPECT_FALSE(std::filesystem::exists(places.folder));
-}
-
 TEST_F(ServiceTest, NoPipeHasTheNameOfAnEarlierServices) {
     constexpr std::size_t kBlock = 3840;
     std::vector<std::string> const words{"--tone", "440", "--duration", "0.02"};
@@ -157,48 +117,36 @@ TEST_F(ServiceTest, NoPipeHasTheNameOfAnEarlierServices) {
     startClient();
     switchAudioData(true);
     for (std::size_t services = 1; services <= 3; ++services) {
-        EXPECT_EQ(listener_->await(services * kBlock), services * kBlock);
-        EXPECT_EQ(listener_->pipes(), services);
+        EXPECT_EQ(listener_->await(services * kBlock).size(), services * kBlock);
+        EXPECT_EQ(listener_->pipes().size(), services);
         service->signal(SIGTERM);
         service->status();
         service = startService(words);
     }
 }
 
-TEST_F(ServiceTest, AFolderThatIsNotThisUsersAloneIsRefused) {
-    TemporaryFolder const runtime;
-    auto const folder = useRuntimeFolder(runtime);
-    auto const expectRefusal = [&folder](std::string const& complaint) {
-        Program service({AUDVIK_SOUND_SERVICE});
-        EXPECT_EQ(service.status(), 1);
-        EXPECT_NE(service.errors().find(folder), std::string::npos) << service.errors();
-        EXPECT_NE(service.errors().find(complaint), std::string::npos) << service.errors();
-    };
-    ASSERT_EQ(::mkdir(folder.c_str(), 0755), 0);
-    ASSERT_EQ(::chmod(folder.c_str(), 0755), 0);
-    expectRefusal("not this user's alone");
-    std::filesystem::remove(folder);
-    std::filesystem::create_directory_symlink("/tmp", folder);
-    expectRefusal("cannot use the folder");
-}
-
-TEST_F(ServiceTest, AKilledServiceHangsNoClientAndTheNextOneLeavesNothingBehind) {
+TEST_F(ServiceTest, PipesAreForThisUserOnlyHangNoClientAndGoWithTheService) {
     std::vector<std::string> const words{"--tone", "440", "--fast"};
     auto service = startService(words);
     startClient();
     switchAudioData(true);
-    std::size_t enough = 0;
+    auto enough = listener_->await(1).size();
+    std::filesystem::path const pipe(*listener_->pipes().begin());
+    EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+    EXPECT_EQ(std::filesystem::status(pipe).permissions(), std::filesystem::perms(0600));
+    EXPECT_EQ(std::filesystem::status(pipe.parent_path()).permissions(),
+              std::filesystem::perms(0700));
     for (int kills = 0; kills < 10; ++kills) {
-        enough = listener_->await(enough + 100'000);
+        enough = listener_->await(enough + 100'000).size();
         service->signal(SIGKILL);
         service->status();
         service = startService(words);
     }
-    EXPECT_GE(listener_->await(enough + 100'000), enough + 100'000)
+    EXPECT_GE(listener_->await(enough + 100'000).size(), enough + 100'000)
         << "without being asked for again";
     service->signal(SIGTERM);
     EXPECT_EQ(service->status(), 0);
-    EXPECT_FALSE(std::filesystem::exists(listener_->places().folder));
+    EXPECT_FALSE(std::filesystem::exists(pipe.parent_path()));
 }
 
 // A tone of 1 Hz differs everywhere within its period of 96,000 bytes, which blocks of 1,001 bytes
@@ -210,10 +158,10 @@ TEST_F(ServiceTest, AStreamIsWholeWhateverBecomesOfAnother) {
     ASSERT_TRUE(stuck.says("."));
     startClient();
     switchAudioData(true);
-    listener_->waitFor(100'000);
+    listener_->await(100'000);
     stuck.signal(SIGKILL);
     constexpr std::size_t kPeriod = 96'000;
-    auto const received = listener_->waitFor(25 * kPeriod);
+    auto const received = listener_->await(25 * kPeriod);
     ASSERT_EQ(received.size(), 25 * kPeriod);
     EXPECT_TRUE(std::equal(received.begin() + kPeriod, received.end(), received.begin()));
 }
@@ -226,15 +174,15 @@ TEST_F(ServiceTest, AStreamBeginsAnewOnlyAfterItWasSwitchedOff) {
     constexpr std::size_t kWhole = 16'000;
     auto const started = std::chrono::steady_clock::now();
     switchAudioData(true);
-    listener_->waitFor(4096);
+    listener_->await(4096);
     switchAudioData(true);
-    EXPECT_EQ(listener_->waitFor(kWhole).size(), kWhole);
+    EXPECT_EQ(listener_->await(kWhole).size(), kWhole);
     // The last block begins at 12,288 of 16,000 bytes.
     EXPECT_GE(std::chrono::steady_clock::now() - started, 760ms);
     switchAudioData(true);
     switchAudioData(false);
     switchAudioData(true);
-    auto const received = listener_->waitFor(2 * kWhole);
+    auto const received = listener_->await(2 * kWhole);
     ASSERT_EQ(received.size(), 2 * kWhole);
     EXPECT_TRUE(std::equal(received.begin() + kWhole, received.end(), received.begin()));
 }
@@ -245,7 +193,7 @@ TEST_F(ServiceTest, AnAnnouncedBlockIsThereHoweverOftenItIsSwitched) {
     std::size_t enough = 0;
     for (int times = 0; times < 100; ++times) {
         switchAudioData(true);
-        enough = listener_->await(enough + 1);
+        enough = listener_->await(enough + 1).size();
         switchAudioData(false);
     }
     EXPECT_EQ(listener_->missing, 0);
@@ -261,7 +209,7 @@ TEST_F(ServiceTest, AStreamGoesOnWhenPipesCanBeMadeAgain) {
     switchAudioData(true);
     EXPECT_TRUE(service->says("No such file or directory; it is tried again"));
     std::filesystem::rename(folder + ".away", folder);
-    EXPECT_EQ(listener_->await(16'000), 16'000U);
+    EXPECT_EQ(listener_->await(16'000).size(), 16'000U);
 }
 
 /// How often a process has waited for something, all its threads together.
@@ -288,48 +236,60 @@ TEST_F(ServiceTest, SleepsWhileNobodyTakesItsBlocks) {
     }
 }
 
+/// It refuses to start, and says no more than one line.
+void expectRefusal(std::vector<std::string> words, std::vector<std::string> const& complaints) {
+    words.insert(words.begin(), AUDVIK_SOUND_SERVICE);
+    Program service(words);
+    EXPECT_EQ(service.status(), 1);
+    auto const text = service.errors();
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
+    if (text.find("built without libsndfile") != std::string::npos) return;
+    for (auto const& complaint : complaints) {
+        EXPECT_NE(("\n" + text).find(complaint), std::string::npos) << text << complaint;
+    }
+}
+
+TEST_F(ServiceTest, AFolderThatIsNotThisUsersAloneIsRefused) {
+    TemporaryFolder const runtime;
+    auto const folder = useRuntimeFolder(runtime);
+    ASSERT_EQ(::mkdir(folder.c_str(), 0755), 0);
+    ASSERT_EQ(::chmod(folder.c_str(), 0755), 0);
+    expectRefusal({}, {folder, "not this user's alone"});
+    std::filesystem::remove(folder);
+    std::filesystem::create_directory_symlink("/tmp", folder);
+    expectRefusal({}, {folder, "cannot use the folder"});
+}
+
 TEST_F(ServiceTest, ATakenPortIsNamed) {
     LocalSocket const taken;
     ::setenv("LMQR2_UDPHOST", taken.address().c_str(), 1);
-    Program service({AUDVIK_SOUND_SERVICE});
-    EXPECT_EQ(service.status(), 1);
-    EXPECT_EQ(service.errors(), "sound-service: " + taken.address() +
-                                    " is in use by another program; stop it, or choose another "
-                                    "with --service\n");
+    expectRefusal({}, {"\nsound-service: " + taken.address() +
+                       " is in use by another program; stop it, or choose another with "
+                       "--service\n"});
 }
 
-TEST_F(ServiceTest, AFileThatCannotBePlayedIsRefusedInOneLine) {
+TEST_F(ServiceTest, AFileThatCannotBePlayedIsRefused) {
     std::string const header("RIFF\x2C\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0\x80\x3E\0\0",
                              32);
     std::string const format16("\2\0\x10\0data\x08\0\0\0", 12);
     std::string const noData("\2\0\x10\0data\0\0\0\0", 12);
+    TemporaryFolder const folder;
     struct {
-        char const* name;
+        std::string path;
         char const* complaint;
         std::string content;
-    } const kFiles[] = {{"empty.wav", "empty", ""},
-                        {"text.wav", "", "This is no sound."},
-                        {"no-samples.wav", "no samples", header + noData},
-                        {"truncated.wav", "truncated", header + format16 + "0123"},
-                        {"truncated-header.wav", "", header}};
-    TemporaryFolder const folder;
-    auto const expectRefusal = [](std::string const& path, std::string const& complaint) {
-        Program service({AUDVIK_SOUND_SERVICE, path});
-        EXPECT_EQ(service.status(), 1) << path;
-        auto const text = service.errors();
-        EXPECT_EQ(text.find("sound-service: " + path + ": "), 0U) << text;
-        EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
-        if (text.find("built without libsndfile") != std::string::npos) return;
-        EXPECT_NE(text.find(complaint), std::string::npos) << text;
-        EXPECT_NE(text.find("accepted is what libsndfile reads"), std::string::npos) << text;
-    };
-    for (auto const& file : kFiles) {
-        auto const path = folder.file(file.name);
-        writeFile(path, file.content);
-        expectRefusal(path, file.complaint);
+    } const files[] = {{folder.file("empty.wav"), "empty", ""},
+                       {folder.file("text.wav"), "", "This is no sound."},
+                       {folder.file("no-samples.wav"), "no samples", header + noData},
+                       {folder.file("short.wav"), "truncated", header + format16 + "0123"},
+                       {folder.file("header.wav"), "", header},
+                       {folder.file("nowhere/missing.wav"), "No such file", ""},
+                       {"/tmp", "not a regular file", ""}};
+    for (auto const& [path, complaint, content] : files) {
+        writeFile(path, content);
+        expectRefusal({path}, {"\nsound-service: " + path + ": ", complaint,
+                               "accepted is what libsndfile reads"});
     }
-    expectRefusal(folder.file("missing.wav"), "No such file");
-    expectRefusal("/tmp", "not a regular file");
 }
 
 }  // namespace
