@@ -1,11 +1,12 @@
 // Clients and the proxy itself go while notifications arrive over the desktop transport. Meant for
 // the thread sanitizer.
 #include <boost/make_shared.hpp>
-#include <boost/smart_ptr/enable_shared_from_this.hpp>
+#include <boost/weak_ptr.hpp>
 
 #include "desktop/test_support.h"
 #include "sound/ClientInterfaceListener.h"
 #include "sound/DeliveryBarrier.h"
+#include "sound/interface_name.h"
 #include "sound/message_records.h"
 #include "sound/Proxy.h"
 
@@ -13,36 +14,32 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class CountingClient : public sound::ClientInterfaceListener {
+/// Counts notifications, having done what it is told to do in each.
+class Client : public sound::ClientInterfaceListener {
 public:
-    CountingClient() : ClientInterfaceListener(nullptr, 0, 0) {}
+    Client() : ClientInterfaceListener(nullptr, 0, 0) {}
 
     std::int32_t onAudioCertVerNotify(frame::MsgIds& /*msgIds*/,
                                       frame::TransportInfo const& /*transport*/,
                                       sound::audioCertVer_t const& version) override {
         EXPECT_EQ(version.field1, 7U);
+        if (react) react();
         ++count;
         return 0;
     }
 
+    std::function<void()> react;
     std::atomic<int> count = 0;
 };
 
-/// Removes itself in each notification.
-class ShyClient : public CountingClient, public boost::enable_shared_from_this<ShyClient> {
-public:
-    explicit ShyClient(sound::ServiceInterface& service) : service_(service) {}
-
-    std::int32_t onAudioCertVerNotify(frame::MsgIds& msgIds, frame::TransportInfo const& transport,
-                                      sound::audioCertVer_t const& version) override {
-        CountingClient::onAudioCertVerNotify(msgIds, transport, version);
-        service_.removeClient(shared_from_this());
-        return 0;
-    }
-
-private:
-    sound::ServiceInterface& service_;
-};
+/// @return a client that removes itself in each notification
+boost::shared_ptr<Client> makeShyClient(sound::ServiceInterface& service) {
+    auto const client = boost::make_shared<Client>();
+    client->react = [&service, self = boost::weak_ptr<Client>(client)] {
+        service.removeClient(self.lock());
+    };
+    return client;
+}
 
 /// A service that notifies all the time.
 class RaceTest : public desktop::test::Desktop {
@@ -73,10 +70,10 @@ protected:
     static sound::ServiceInterface& start() {
         EXPECT_EQ(frame::Process::getInstance().startAppMembersSync(&CreateSoundProxy), 0);
         return *static_cast<sound::ServiceInterface*>(
-            desktop::findInterface("tarvo.lm.interfaces.sound"));
+            desktop::findInterface(sound::kServiceInterfaceName));
     }
 
-    static bool await(CountingClient const& client, int count) {
+    static bool await(Client const& client, int count) {
         return desktop::test::eventually([&] { return client.count >= count; });
     }
 
@@ -87,23 +84,23 @@ protected:
 
 TEST_F(RaceTest, clientsGoDuringAFanOut) {
     auto& service = start();
-    auto const steady = boost::make_shared<CountingClient>();
+    auto const steady = boost::make_shared<Client>();
     service.addClient(steady);
     ASSERT_TRUE(await(*steady, 1));
     std::thread other([&] {
         while (std::chrono::steady_clock::now() < end_) {
-            auto const client = boost::make_shared<CountingClient>();
+            auto const client = boost::make_shared<Client>();
             EXPECT_EQ(service.addClient(client), 0);
             std::this_thread::sleep_for(50us);
             EXPECT_EQ(service.removeClient(client), 0);
         }
     });
-    auto const shy = boost::make_shared<ShyClient>(service);
+    auto const shy = makeShyClient(service);
     int added = 0;
     while (std::chrono::steady_clock::now() < end_) {
         ASSERT_EQ(service.addClient(shy), 0);
         ASSERT_TRUE(await(*shy, ++added));
-        // Its operation may still be about to remove it.
+        // The fan-out may still hold it.
         ASSERT_TRUE(desktop::test::eventually([&] { return shy.use_count() == 1; }));
     }
     other.join();
@@ -115,9 +112,9 @@ TEST_F(RaceTest, clientsGoDuringAFanOut) {
 TEST_F(RaceTest, theProxyGoesDuringAFanOut) {
     do {
         auto& service = start();
-        auto const steady = boost::make_shared<CountingClient>();
+        auto const steady = boost::make_shared<Client>();
         service.addClient(steady);
-        service.addClient(boost::make_shared<ShyClient>(service));
+        service.addClient(makeShyClient(service));
         ASSERT_TRUE(await(*steady, 5));
         desktop::stopAppMembers();
         int const count = steady->count;
@@ -127,34 +124,26 @@ TEST_F(RaceTest, theProxyGoesDuringAFanOut) {
     } while (std::chrono::steady_clock::now() < end_);
 }
 
-/// Uses memory that its host frees while notifications arrive.
-class BorrowingClient : public CountingClient {
-public:
-    std::int32_t onAudioCertVerNotify(frame::MsgIds& msgIds, frame::TransportInfo const& transport,
-                                      sound::audioCertVer_t const& version) override {
+TEST_F(RaceTest, whatACallbackUsesIsFreedBehindABarrier) {
+    auto& service = start();
+    std::atomic<int*> borrowed = new int(0);
+    auto const client = boost::make_shared<Client>();
+    client->react = [&borrowed] {
         int* const number = borrowed;
         std::this_thread::sleep_for(100us);
         ++*number;
-        return CountingClient::onAudioCertVerNotify(msgIds, transport, version);
-    }
-
-    std::atomic<int*> borrowed = new int(0);
-};
-
-TEST_F(RaceTest, whatACallbackUsesIsFreedBehindABarrier) {
-    auto& service = start();
-    auto const client = boost::make_shared<BorrowingClient>();
+    };
     sound::DeliveryBarrier barrier(service);
     service.addClient(client);
     while (std::chrono::steady_clock::now() < end_) {
         ASSERT_TRUE(await(*client, client->count + 2));
-        int* const old = client->borrowed.exchange(new int(0));
+        int* const old = borrowed.exchange(new int(0));
         ASSERT_TRUE(barrier.wait(5s));
         delete old;
     }
     service.removeClient(client);
     ASSERT_TRUE(barrier.wait(5s));
-    delete client->borrowed;
+    delete borrowed;
 }
 
 }  // namespace

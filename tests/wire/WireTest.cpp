@@ -17,6 +17,7 @@
 #include "frame/Process.h"
 #include "LocalSocket.h"
 #include "RecordingClient.h"
+#include "sound/interface_name.h"
 #include "sound/Proxy.h"
 
 namespace {
@@ -27,26 +28,19 @@ constexpr unsigned kPass = 1;  // the values in the vectors
 constexpr std::size_t kHeaderSize = 28;
 enum Kind : unsigned char { kHello = 1, kWelcome, kData, kAck, kPing };
 
-std::map<std::string, std::string> readVectors() {
-    std::map<std::string, std::string> vectors;
+std::map<std::string, Bytes> readVectors() {
+    std::map<std::string, Bytes> vectors;
     std::ifstream file(WIRE_VECTORS);
     std::string name;
     for (std::string line; std::getline(file, line);) {
-        if (line.starts_with("  ")) {
-            vectors[name] += line.substr(2);
-        } else if (!line.starts_with("#")) {
-            name = line;
+        if (line.starts_with("#")) continue;
+        if (!line.starts_with("  ")) name = line;
+        for (std::size_t i = 2; line.starts_with("  ") && i < line.size(); i += 2) {
+            int const byte = std::stoi(line.substr(i, 2), nullptr, 16);
+            vectors[name].push_back(static_cast<unsigned char>(byte));
         }
     }
     return vectors;
-}
-
-Bytes fromHex(std::string const& text) {
-    Bytes bytes;
-    for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
-        bytes.push_back(static_cast<unsigned char>(std::stoi(text.substr(i, 2), nullptr, 16)));
-    }
-    return bytes;
 }
 
 /// A service that knows the wire format and nothing else.
@@ -88,20 +82,13 @@ private:
     unsigned char number_ = 0;
 };
 
-/// A proxy that the framework has started, and that this test knows.
-sound::Proxy* proxy = nullptr;
-
-void** createKnownProxy() {
-    auto** const applications = CreateSoundProxy();
-    proxy =
-        static_cast<sound::Proxy*>(static_cast<frame::AbstractMarshallingImpl*>(applications[0]));
-    return applications;
-}
-
 TEST(WireTest, EveryMessageHasTheBytesOfItsVectorAndIsReadFromThem) {
     auto const vectors = readVectors();
     RawService service;
-    ASSERT_EQ(frame::Process::getInstance().startAppMembersSync(&createKnownProxy), 0);
+    ASSERT_EQ(frame::Process::getInstance().startAppMembersSync(&CreateSoundProxy), 0);
+    auto* const proxy =
+        static_cast<sound::ServiceInterface*>(desktop::findInterface(sound::kServiceInterfaceName));
+    ASSERT_NE(proxy, nullptr);
     std::map<std::string, Bytes> sent;
     std::thread serving([&] {
 #define AUDVIK_COMMAND(NAME, ...) sent["cmd" #NAME] = service.receive();
@@ -112,7 +99,7 @@ TEST(WireTest, EveryMessageHasTheBytesOfItsVectorAndIsReadFromThem) {
     EXPECT_EQ(callFilled(&sound::ServiceInterface::cmd##NAME, *proxy, msgIds, kPass), 0);
 #include "sound/messages.def"
     serving.join();
-    for (auto const& [name, bytes] : sent) EXPECT_EQ(bytes, fromHex(vectors.at(name))) << name;
+    for (auto const& [name, bytes] : sent) EXPECT_EQ(bytes, vectors.at(name)) << name;
 
     auto const expect = [&](std::string const& name) {
         std::vector<sound::Received> received;
@@ -120,7 +107,7 @@ TEST(WireTest, EveryMessageHasTheBytesOfItsVectorAndIsReadFromThem) {
         auto const client = boost::make_shared<sound::RecordingClient>("client", received);
         client->onNotification = [&arrived] { arrived.release(); };
         proxy->addClient(client);
-        service.sendMessage(fromHex(vectors.at("on" + name + "Notify")));
+        service.sendMessage(vectors.at("on" + name + "Notify"));
         bool const hasArrived = arrived.try_acquire_for(std::chrono::seconds(10));
         proxy->removeClient(client);
         ASSERT_TRUE(hasArrived) << name;
