@@ -11,7 +11,7 @@
 
 /// One call of the consumer's callback.
 struct Block {
-    std::vector<unsigned char> bytes;
+    std::string bytes;
     void* userData;
 };
 
@@ -31,6 +31,19 @@ protected:
         return {0x00AF03E8, "ACR.cpp", std::move(function), std::move(text)};
     }
 
+    /// Calls set_audioCallback().
+    /// @return what it printed
+    std::string request(std::int32_t enable, audioCallback_t callback, void* userData = nullptr) {
+        testing::internal::CaptureStdout();
+        result_ = set_audioCallback(enable, callback, userData);
+        return testing::internal::GetCapturedStdout();
+    }
+
+    std::int32_t notify(std::string const& path, std::uint32_t length) const {
+        return platform().listeners.back()->onAudioDataNotify(frame::MsgIds::none, transport_, path,
+                                                              length);
+    }
+
     /// Has the service announce a block: a file's content reads like that of a pipe.
     std::int32_t announce(std::string const& content) {
         std::string path = folder_.file("block");
@@ -44,5 +57,6 @@ protected:
     }
 
     inline static std::vector<Block> blocks_;
+    std::int32_t result_ = 0;
     TemporaryFolder folder_;
 };

@@ -1,5 +1,4 @@
 // What the library allocates, what becomes of it, and what happens when there is no memory.
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -17,43 +16,22 @@ void __libc_free(void* memory);
 
 namespace {
 
-/// Counts the allocations that this thread makes outside the recorder, and makes one of them fail.
-class Allocations {
-public:
-    /// @param failing  the number of the allocation that fails, from 0; none when negative
-    explicit Allocations(int failing) : failing_(failing) { current = this; }
-    ~Allocations() { stop(); }
-    Allocations(Allocations const&) = delete;
-    Allocations& operator=(Allocations const&) = delete;
-
-    static void stop() { current = nullptr; }
-    static Allocations* watching() { return recording::isRecording() ? nullptr : current; }
-
-    bool allows() { return made_++ != failing_; }
-    void note(void const* freed) {
-        if (freed != nullptr && freed_ < freedMemory_.size()) freedMemory_[freed_++] = freed;
-    }
-
-    /// How many were made or refused so far.
-    int made() const { return made_; }
-    bool failed() const { return failing_ >= 0 && made_ > failing_; }
-    std::vector<void const*> freed() const {
-        std::vector<void const*> freed(freed_);
-        std::copy_n(freedMemory_.begin(), freed_, freed.begin());
-        return freed;
-    }
-
-private:
-    static inline thread_local Allocations* current = nullptr;
-    int failing_;
-    int made_ = 0;
-    std::array<void const*, 64> freedMemory_{};
-    std::size_t freed_ = 0;
+/// What this thread does to the heap, outside the recorder.
+struct Heap {
+    bool watched = false;
+    int failing = -1;  ///< the number of the allocation that fails, from 0; none when negative
+    int made = 0;      ///< or refused
+    std::array<void const*, 64> freed{};
+    std::size_t freedCount = 0;
 };
+constinit thread_local Heap heap;
+
+bool isWatched() {
+    return heap.watched && !recording::isRecording();
+}
 
 void* allocate(std::size_t size) {
-    auto* const watching = Allocations::watching();
-    if (watching != nullptr && !watching->allows()) return nullptr;
+    if (isWatched() && heap.made++ == heap.failing) return nullptr;
     return __libc_malloc(size);
 }
 
@@ -69,7 +47,8 @@ void* calloc(std::size_t count, std::size_t size) noexcept {
     return memory;
 }
 void free(void* memory) noexcept {
-    if (auto* const watching = Allocations::watching()) watching->note(memory);
+    bool const isNoted = memory != nullptr && isWatched() && heap.freedCount < heap.freed.size();
+    if (isNoted) heap.freed[heap.freedCount++] = memory;
     __libc_free(memory);
 }
 }
@@ -86,21 +65,19 @@ struct Outcome {
 /// @param failing  the number of the allocation that fails; none when negative
 template <class Action>
 Outcome watch(Action const& action, int failing = -1) {
-    Allocations const allocations(failing);
+    heap = {.watched = true, .failing = failing};
     action();
-    Allocations::stop();
-    return {allocations.made(), allocations.failed(), allocations.freed()};
+    heap.watched = false;
+    return {heap.made, failing >= 0 && heap.made > failing,
+            std::vector(heap.freed.begin(), heap.freed.begin() + heap.freedCount)};
 }
 
 class AllocationTest : public ProxyTest {
 public:
     /// The addresses of the strings in the last message, last one first.
-    static std::vector<void const*> copiesBackwards() {
-        std::vector<void const*> copies;
-        for (auto const& string : platform().sent.back().strings) {
-            copies.insert(copies.begin(), string.characters);
-        }
-        return copies;
+    static std::vector<void const*> copiesBackwards(std::string_view fields) {
+        auto const copies = charactersOf(platform().sent.back().record, fields);
+        return {copies.rbegin(), copies.rend()};
     }
 
     std::int32_t sendText() { return service_->cmdAudiolinkTest(msgIds_, transport_, text_); }
@@ -128,19 +105,20 @@ TEST_F(AllocationTest, commandsWithoutStringsAllocateNothing) {
 TEST_F(AllocationTest, eachStringIsCopiedOnceAndFreedLastOneFirst) {
     for (int const status : {0, -1}) {
         platform().onSend = [status](auto const&) { return status; };
-        for (auto const& [number, send] : {std::pair{1, &AllocationTest::sendText},
-                                           {1, &AllocationTest::sendOne},
-                                           {2, &AllocationTest::sendTwo}}) {
+        for (auto const& [fields, number, send] :
+             {std::tuple{"s", 1, &AllocationTest::sendText},
+              {"zelmoSoundTestParams_t", 1, &AllocationTest::sendOne},
+              {"soundDTSVirtualXParams_t", 2, &AllocationTest::sendTwo}}) {
             auto const outcome = watch([&] { EXPECT_EQ((this->*send)(), status); });
             EXPECT_EQ(outcome.made, number);
-            EXPECT_EQ(outcome.freed, copiesBackwards());
+            EXPECT_EQ(outcome.freed, copiesBackwards(fields));
         }
     }
     platform().onSend = [](auto const&) -> std::int32_t { throw 1; };
     auto freed = watch([&] { EXPECT_ANY_THROW(sendTwo()); }).freed;
     ASSERT_GE(freed.size(), 2U);
     freed.resize(2);  // the exception itself is freed behind them
-    EXPECT_EQ(freed, copiesBackwards());
+    EXPECT_EQ(freed, copiesBackwards("soundDTSVirtualXParams_t"));
     EXPECT_EQ(service_->addClient(makeClient("A")), 0) << "no lock is held";
 }
 

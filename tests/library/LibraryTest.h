@@ -56,6 +56,17 @@ protected:
         platform().log.clear();
     }
 
+    /// Has the service notify.
+    /// @return the names of the clients that it reached, in order
+    std::vector<std::string> reached() {
+        received_.clear();
+        std::uint32_t const version = 1;
+        EXPECT_EQ(platform().deliver(0x28671280, transport_, &version), 0);
+        std::vector<std::string> names;
+        for (Received const& call : received_) names.push_back(call.client);
+        return names;
+    }
+
     sound::ServiceInterface* service_ = nullptr;
     frame::MsgIds msgIds_{{11, 22}};
 };

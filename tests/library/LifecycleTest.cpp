@@ -39,8 +39,8 @@ TEST_F(LifecycleTest, setUpPublishesTheServiceInterface) {
     for (std::int32_t const success : {0, 2}) {
         platform().log.clear();
         platform().calls.clear();
-        platform().setupDoneResult = success;
-        platform().registerInterfaceResult = success;
+        platform().results["performSetupDone"] = success;
+        platform().results["registerInterface"] = success;
         EXPECT_EQ(proxy->performSetupDone(), 0);
         EXPECT_EQ(platform().service(), proxy.get());
         EXPECT_THAT(platform().calls,
@@ -55,8 +55,8 @@ TEST_F(LifecycleTest, failedSetUpIsReportedAndMayBeTriedAgain) {
          {std::tuple{-3, 0, "Parent class performSetupDone() returned -3.\n"},
           {0, -1, "Unable to register interface: -1.\n"}}) {
         platform().log.clear();
-        platform().setupDoneResult = base;
-        platform().registerInterfaceResult = registration;
+        platform().results["performSetupDone"] = base;
+        platform().results["registerInterface"] = registration;
         EXPECT_EQ(proxy->performSetupDone(), base + registration);
         EXPECT_EQ(platform().service(), nullptr);
         EXPECT_EQ(platform().calls.back() == "performSetupDone", base < 0) << "no registration";
@@ -64,7 +64,7 @@ TEST_F(LifecycleTest, failedSetUpIsReportedAndMayBeTriedAgain) {
                     ElementsAre(called("performSetupDone"),
                                 proxyLine(kCspDebugWarning, "performSetupDone", text)));
     }
-    platform().registerInterfaceResult = 0;
+    platform().results["registerInterface"] = 0;
     EXPECT_EQ(proxy->performSetupDone(), 0);
     EXPECT_EQ(platform().service(), proxy.get());
 }
@@ -73,15 +73,15 @@ TEST_F(LifecycleTest, startingAndStoppingPassTheBasesVerdictOn) {
     auto const proxy = create();
     for (std::int32_t const success : {0, 4}) {
         platform().log.clear();
-        platform().startingResult = success;
-        platform().stoppingResult = success;
+        platform().results["performStarting"] = success;
+        platform().results["performStopping"] = success;
         EXPECT_EQ(proxy->performStarting(), 0);
         EXPECT_EQ(proxy->performStopping(), 0);
         EXPECT_EQ(platform().log.size(), 2U) << "of the calls alone";
     }
     platform().log.clear();
-    platform().startingResult = -4;
-    platform().stoppingResult = -5;
+    platform().results["performStarting"] = -4;
+    platform().results["performStopping"] = -5;
     EXPECT_EQ(proxy->performStarting(), -4);
     EXPECT_EQ(proxy->performStopping(), -5);
     EXPECT_THAT(platform().log,

@@ -7,18 +7,7 @@ namespace {
 
 using testing::ElementsAre;
 
-class RegistryTest : public ProxyTest {
-protected:
-    /// @return the names of the clients that a notification reaches, in order
-    std::vector<std::string> reached() {
-        received_.clear();
-        std::uint32_t const version = 1;
-        EXPECT_EQ(platform().deliver(0x28671280, transport_, &version), 0);
-        std::vector<std::string> names;
-        for (Received const& call : received_) names.push_back(call.client);
-        return names;
-    }
-};
+using RegistryTest = ProxyTest;
 
 TEST_F(RegistryTest, aClientIsAddedOnce) {
     auto const client = makeClient("A");
@@ -39,7 +28,8 @@ TEST_F(RegistryTest, aClientIsAddedOnce) {
 
 TEST_F(RegistryTest, anEmptyReferenceIsRefused) {
     EXPECT_EQ(service_->addClient({}), -22);
-    EXPECT_EQ(platform().logAt(kCspDebugWarning).size(), 1U);
+    EXPECT_THAT(platform().log,
+                ElementsAre(proxyLine(kCspDebugWarning, "addClient", "client is empty\n")));
     EXPECT_THAT(reached(), ElementsAre());
 }
 

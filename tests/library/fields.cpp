@@ -117,23 +117,6 @@ void expectTable(cspEndianTable_t const* table, std::string_view description) {
     EXPECT_EQ(entry->word, UINTPTR_MAX);
 }
 
-std::uint32_t wordValue(unsigned pass, unsigned n) {
-    return 0x7E8DA4C3U + n * 0x03050709U + pass * 0x41312111U;
-}
-
-std::uint8_t byteValue(unsigned pass, unsigned n) {
-    return static_cast<std::uint8_t>(0xFF - 37 * n - pass);
-}
-
-bool flagValue(unsigned pass, unsigned n) {
-    return ((n + 1) >> pass & 1U) != 0;
-}
-
-std::string textValue(unsigned pass, unsigned n) {
-    if ((pass + n) % 3 == 0) return {};
-    return std::string("zero\0 inside, ", 14) + std::to_string(pass) + ' ' + std::to_string(n);
-}
-
 std::vector<std::string> expectedText(std::string_view description, unsigned pass) {
     std::vector<std::string> text;
     unsigned n = 0;
@@ -170,10 +153,29 @@ PackedRecord expectedRecord(std::string_view description, unsigned pass) {
     return record;
 }
 
-std::vector<unsigned char> withoutAddresses(std::vector<unsigned char> bytes,
-                                            std::string_view description) {
+std::vector<char*> charactersOf(std::vector<unsigned char> const& bytes,
+                                std::string_view description) {
+    std::vector<char*> addresses;
     for (PackedField const& leaf : leavesOf(description)) {
-        if (leaf.type == "s") put(bytes, leaf.offset + 4, static_cast<char*>(nullptr));
+        if (leaf.type != "s") continue;
+        std::memcpy(&addresses.emplace_back(), bytes.data() + leaf.offset + 4, sizeof(char*));
     }
-    return bytes;
+    return addresses;
+}
+
+void expectPacked(std::vector<unsigned char> bytes, std::string_view description, unsigned pass) {
+    PackedRecord const expected = expectedRecord(description, pass);
+    ASSERT_EQ(bytes.size(), expected.bytes.size());
+    auto text = expected.texts.begin();
+    for (char const* const characters : charactersOf(bytes, description)) {
+        ASSERT_NE(characters, nullptr);
+        EXPECT_EQ(std::memcmp(characters, text->c_str(), text->size() + 1), 0) << *text;
+        ++text;
+    }
+    // Only the addresses may differ.
+    for (PackedField const& leaf : leavesOf(description)) {
+        if (leaf.type != "s") continue;
+        std::memcpy(&bytes[leaf.offset + 4], &expected.bytes[leaf.offset + 4], sizeof(char*));
+    }
+    EXPECT_EQ(bytes, expected.bytes);
 }

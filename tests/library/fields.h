@@ -59,10 +59,19 @@ void expectTable(cspEndianTable_t const* table, std::string_view description);
 /// The values of the n-th scalar or string of a record. Words differ in all their bytes; after
 /// kPasses passes, each flag has been true and false, and no two of a record always alike.
 inline constexpr unsigned kPasses = 9;
-std::uint32_t wordValue(unsigned pass, unsigned n);
-std::uint8_t byteValue(unsigned pass, unsigned n);
-bool flagValue(unsigned pass, unsigned n);
-std::string textValue(unsigned pass, unsigned n);
+inline std::uint32_t wordValue(unsigned pass, unsigned n) {
+    return 0x7E8DA4C3U + n * 0x03050709U + pass * 0x41312111U;
+}
+inline std::uint8_t byteValue(unsigned pass, unsigned n) {
+    return static_cast<std::uint8_t>(0xFF - 37 * n - pass);
+}
+inline bool flagValue(unsigned pass, unsigned n) {
+    return ((n + 1) >> pass & 1U) != 0;
+}
+inline std::string textValue(unsigned pass, unsigned n) {
+    if ((pass + n) % 3 == 0) return {};
+    return std::string("zero\0 inside, ", 14) + std::to_string(pass) + ' ' + std::to_string(n);
+}
 
 /// Gives each field of a plain record, or an argument, its value. @p n counts on.
 template <class Type>
@@ -110,6 +119,9 @@ struct PackedRecord {
 };
 PackedRecord expectedRecord(std::string_view description, unsigned pass);
 
-/// @return a packed record with the addresses of its strings zeroed: only theirs may differ
-std::vector<unsigned char> withoutAddresses(std::vector<unsigned char> bytes,
-                                            std::string_view description);
+/// The addresses of the strings' characters that a packed record refers to, in order.
+std::vector<char*> charactersOf(std::vector<unsigned char> const& bytes,
+                                std::string_view description);
+
+/// Expects a packed record to be that of a filled one, with each string terminated.
+void expectPacked(std::vector<unsigned char> bytes, std::string_view description, unsigned pass);

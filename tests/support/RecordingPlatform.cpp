@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 #include <ostream>
 #include <utility>
 
@@ -41,28 +40,10 @@ private:
     std::lock_guard<std::mutex> lock_;
 };
 
-void collectStrings(unsigned char const* record, cspEndianTable_t const& table, std::size_t base,
-                    std::vector<SentString>& strings) {
-    for (auto const* entry = table.entries; entry->kind != kCspEndianEnd; ++entry) {
-        std::size_t const offset = base + entry->offset;
-        if (entry->kind != kCspEndianNested) continue;
-        if (entry->nested != &__csp_EndianTable_cspDeserString_t) {
-            collectStrings(record, *entry->nested, offset, strings);
-            continue;
-        }
-        cspDeserString_t reference;
-        std::memcpy(&reference, record + offset, sizeof reference);
-        if (reference.characters == nullptr) continue;
-        strings.push_back({offset, reference.characters,
-                           std::string(reference.characters, reference.length),
-                           reference.characters[reference.length]});
-    }
-}
-
-std::int32_t note(char const* call, std::int32_t Platform::*result) {
+std::int32_t note(char const* call) {
     Access const access;
     access->calls.emplace_back(call);
-    return platform().*result;
+    return access->results[call];
 }
 
 /// @return 0, whatever the arguments
@@ -97,13 +78,6 @@ void resetPlatform() {
 
 bool isRecording() {
     return atWork;
-}
-
-std::vector<LogLine> Platform::logAt(std::uint32_t levelWord) const {
-    std::vector<LogLine> lines;
-    std::copy_if(log.begin(), log.end(), std::back_inserter(lines),
-                 [=](LogLine const& line) { return line.levelWord == levelWord; });
-    return lines;
 }
 
 std::int32_t Platform::deliver(std::uint32_t messageId, frame::TransportInfo const& transport,
@@ -184,16 +158,8 @@ std::int32_t frameLmqIOServiceSendStructure(void* ioModule, frame::MsgIds& msgId
     {
         Access const access;
         auto const* const bytes = static_cast<unsigned char const*>(record);
-        std::vector<recording::SentString> strings;
-        recording::collectStrings(bytes, *table, 0, strings);
-        access->sent.push_back({ioModule,
-                                &msgIds,
-                                msgIds,
-                                header,
-                                destination,
-                                table,
-                                {bytes, bytes + table->size},
-                                std::move(strings)});
+        access->sent.push_back(
+            {ioModule, &msgIds, msgIds, header, destination, table, {bytes, bytes + table->size}});
         if (!access->onSend) return 0;
         onSend = access->onSend;
         message = &access->sent.back();
@@ -252,19 +218,20 @@ std::int32_t Process::startAppMembersSync(ApplicationArrayFactory factory) {
 }
 
 std::int32_t AbstractMarshallingImpl::performSetupDone() {
-    return recording::note("performSetupDone", &Platform::setupDoneResult);
+    return recording::note("performSetupDone");
 }
 std::int32_t AbstractMarshallingImpl::performStarting() {
-    return recording::note("performStarting", &Platform::startingResult);
+    return recording::note("performStarting");
 }
 std::int32_t AbstractMarshallingImpl::performStopping() {
-    return recording::note("performStopping", &Platform::stoppingResult);
+    return recording::note("performStopping");
 }
 std::int32_t AbstractComponent::registerInterface(void* interface, std::string const& name) {
     Access const access;
     access->calls.push_back("registerInterface " + name);
-    if (access->registerInterfaceResult >= 0) access->interfaces[name] = interface;
-    return access->registerInterfaceResult;
+    std::int32_t const result = access->results["registerInterface"];
+    if (result >= 0) access->interfaces[name] = interface;
+    return result;
 }
 std::int32_t AbstractComponent::unregisterInterface(void* interface) {
     Access const access;

@@ -30,14 +30,6 @@ struct LogLine {
 };
 std::ostream& operator<<(std::ostream& out, LogLine const& line);
 
-/// A string that a sent record refers to, read while the send lasted.
-struct SentString {
-    std::size_t offset;
-    char const* characters;
-    std::string text;
-    char terminator;
-};
-
 /// One call of frameLmqIOServiceSendStructure().
 struct Message {
     void* ioModule;
@@ -47,7 +39,6 @@ struct Message {
     frame::TransportInfo const* destination;
     cspEndianTable_t const* table;
     std::vector<unsigned char> record;
-    std::vector<SentString> strings;
 };
 
 /// One call of frameLmqIOServiceRegisterMessageHandlerFunction().
@@ -66,10 +57,7 @@ struct Platform {
     std::function<std::int32_t()> onStart;               ///< a negative result ends the start
     std::function<std::int32_t(Message const&)> onSend;  ///< its result is the send's
     std::function<std::int32_t(Receiver const&)> onRegister;
-    std::int32_t setupDoneResult = 0;
-    std::int32_t startingResult = 0;
-    std::int32_t stoppingResult = 0;
-    std::int32_t registerInterfaceResult = 0;
+    std::map<std::string, std::int32_t> results;  ///< of the base's functions; 0 when not here
 
     // What was asked.
     std::vector<std::string> calls;  ///< of the framework and the listener's base, in order
@@ -87,9 +75,6 @@ struct Platform {
     std::vector<std::unique_ptr<frame::AbstractMarshallingImpl>> members;
     std::mutex mutex;
     char ioModule = 0;
-
-    /// @return the log's lines at this level
-    std::vector<LogLine> logAt(std::uint32_t levelWord) const;
 
     /// Hands a record to the last receiver that was registered for the identifier.
     /// @return what the receiver returned
