@@ -12,16 +12,13 @@ namespace sound::python {
 /// which a destructor does not let happen: so no guard takes the lock here.
 template <class Function>
 auto withoutInterpreter(Function const& function) {
-    PyThreadState* const state = PyEval_SaveThread();
     if constexpr (std::is_void_v<decltype(function())>) {
-        try {
+        withoutInterpreter([&function] {
             function();
-        } catch (std::exception const&) {
-            PyEval_RestoreThread(state);
-            throw;
-        }
-        PyEval_RestoreThread(state);
+            return true;
+        });
     } else {
+        PyThreadState* const state = PyEval_SaveThread();
         decltype(function()) result{};
         try {
             result = function();
