@@ -324,23 +324,23 @@ TEST_F(BridgeTest, TellsItsSupervisorThatItWorks) {
     ::bind(notified, reinterpret_cast<sockaddr const*>(&address), sizeof address);
     ::setenv("NOTIFY_SOCKET", address.sun_path, 1);
     ::setenv("WATCHDOG_USEC", "200000", 1);
-    auto const expectWord = [&](std::string const& word) {
+    auto const next = [notified](int patience) {
         std::array<char, 64> text{};
         pollfd polled{notified, POLLIN, 0};
-        ASSERT_EQ(::poll(&polled, 1, 10000), 1) << word;
-        ::recv(notified, text.data(), text.size() - 1, 0);
-        EXPECT_EQ(text.data(), word);
+        if (::poll(&polled, 1, patience) == 1) ::recv(notified, text.data(), text.size() - 1, 0);
+        return std::string(text.data());
     };
     for (auto const& words :
          {std::vector<std::string>{AUDVIK_BRIDGE, "--broker", address_, "--set", "other"},
           {AUDVIK_SOUND_SERVICE, "--service", LocalSocket().address()}}) {
         Program const program(words);
-        for (auto const* const word : {"READY=1", "WATCHDOG=1", "WATCHDOG=1"}) expectWord(word);
+        for (auto const* const word : {"READY=1", "WATCHDOG=1", "WATCHDOG=1"}) {
+            EXPECT_EQ(next(10000), word);
+        }
         program.signal(SIGSTOP);
         // What was on its way; then nothing, so that the supervisor notices.
-        std::array<char, 64> text{};
-        pollfd polled{notified, POLLIN, 0};
-        while (::poll(&polled, 1, 500) == 1) ::recv(notified, text.data(), text.size(), 0);
+        while (!next(500).empty()) {
+        }
     }
     ::unsetenv("NOTIFY_SOCKET");
     ::unsetenv("WATCHDOG_USEC");

@@ -19,6 +19,7 @@
 
 #include "LocalSocket.h"
 #include "Program.h"
+#include "wav.h"
 
 namespace {
 
@@ -29,7 +30,6 @@ constexpr GstClockTime kPatience = 30 * GST_SECOND;
 struct Seen {
     GstClockTime begin;
     GstClockTime duration;
-    gsize size;
     bool discont;
     GstClockTime now;  ///< when it left the source
 
@@ -75,11 +75,7 @@ public:
     }
 
     std::vector<Seen> waitFor(std::size_t count) const {
-        auto const end = std::chrono::steady_clock::now() + 30s;
-        while (seen().size() < count && std::chrono::steady_clock::now() < end) {
-            std::this_thread::sleep_for(5ms);
-        }
-        EXPECT_GE(seen().size(), count);
+        EXPECT_TRUE(becomesTrue([&] { return seen().size() >= count; })) << seen().size();
         return seen();
     }
 
@@ -109,7 +105,6 @@ private:
             std::scoped_lock const lock(mutex_);
             number = seen_.size();
             seen_.push_back({GST_BUFFER_PTS(buffer), GST_BUFFER_DURATION(buffer),
-                             gst_buffer_get_size(buffer),
                              GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_DISCONT),
                              gst_element_get_current_running_time(source_)});
         }
@@ -156,20 +151,6 @@ TEST_F(AudvikSrc, MayPlayWhenTheProcessEnds) {
             std::exit(pipeline->waitFor(5).size() < 5);
         },
         testing::ExitedWithCode(0), "");
-}
-
-std::string littleEndian(std::uint32_t value, unsigned bytes) {
-    std::string text;
-    for (unsigned i = 0; i < bytes; ++i) text += static_cast<char>(value >> (8 * i));
-    return text;
-}
-
-std::string wav(std::uint32_t rate, std::uint32_t channels, std::string const& samples) {
-    auto const size = static_cast<std::uint32_t>(samples.size());
-    return "RIFF" + littleEndian(36 + size, 4) + "WAVEfmt " + littleEndian(16, 4) +
-           littleEndian(1, 2) + littleEndian(channels, 2) + littleEndian(rate, 4) +
-           littleEndian(rate * channels * 2, 4) + littleEndian(channels * 2, 2) +
-           littleEndian(16, 2) + "data" + littleEndian(size, 4) + samples;
 }
 
 class Samples : public AudvikSrc, public testing::WithParamInterface<std::uint32_t> {};

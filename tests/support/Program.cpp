@@ -13,24 +13,10 @@
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
-#include <thread>
 
 #include "LocalSocket.h"
 
 namespace {
-
-constexpr std::chrono::seconds kPatience{30};
-
-/// Calls @p condition until it holds, or patience is at an end.
-template <class Condition>
-bool becomesTrue(Condition const& condition) {
-    auto const end = std::chrono::steady_clock::now() + kPatience;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
 
 /// The words that run a program which is built for another machine; none for this one.
 std::vector<std::string> emulator() {

@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "TemporaryFolder.h"
@@ -22,6 +23,18 @@ testing::AssertionResult has(std::string const& text, std::string const& part);
 /// @return the first list and, behind it, the second
 std::vector<std::string> joined(std::vector<std::string> first,
                                 std::vector<std::string> const& second);
+
+/// Waits until a condition holds, for half a minute at most.
+/// @return whether it does
+template <class Condition>
+bool becomesTrue(Condition const& condition) {
+    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
 
 /// A running program. Is killed, if need be, when this goes.
 class Program {

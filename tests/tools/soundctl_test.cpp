@@ -1,12 +1,10 @@
 // soundctl against a running sound-service, as real processes.
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <csignal>
 #include <map>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -331,9 +329,7 @@ TEST_F(Soundctl, ARecordedSessionHasWhatWasHeardAndWhen) {
         run({"send", "cmdMuteSet", std::to_string(++sent), "--expect", "onMuteInfoNotify"});
     }
     run({"send", "cmdBalanceSet", "3", "4"});
-    for (int i = 0; i < 1000 && readFile(file).find("onBalance") == std::string::npos; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
+    EXPECT_TRUE(becomesTrue([&] { return has(readFile(file), "onBalance"); }));
     recording.signal(SIGINT);
     EXPECT_TRUE(recording.ends(0));
     auto const lines = linesOf(readFile(file));
