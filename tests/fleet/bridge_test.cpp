@@ -204,11 +204,10 @@ TEST_F(BridgeTest, KeepsNothingOfAServiceThatHasGone) {
     Observer observer(address_);
     observer.ask("cmdVolumeSet", R"({"volume": 30})");
     ASSERT_TRUE(observer.sees(kVolume, R"("field2":30)"));
-    service->signal(SIGKILL);
+    service.reset();
     ASSERT_TRUE(observer.sees("audvik/tv/status", "offline: no sound service at 127.0.0.1:"));
     EXPECT_TRUE(observer.isTold(kVolume, ""));
     EXPECT_TRUE(has(observer.ask("cmdVolumeSet", "{}").value("error", ""), "no sound service"));
-    service->status();
     observer.last.clear();
     startService();
     EXPECT_TRUE(observer.isTold("audvik/tv/status", "online"));
@@ -228,10 +227,8 @@ TEST_F(BridgeTest, ComesBackToABrokerThatHasForgottenEverything) {
     EXPECT_EQ(observer.last["audvik/tv/status"], "online");
 
     // Both at once.
-    broker->signal(SIGKILL);
-    service->signal(SIGKILL);
-    service->status();
-    broker->status();
+    broker.reset();
+    service.reset();
     observer.last.clear();
     startBroker();
     startService();
@@ -348,12 +345,10 @@ TEST_F(BridgeTest, TellsItsSupervisorThatItWorks) {
 }
 
 TEST(BridgeOptionsTest, SayWhatIsWrong) {
-    for (std::vector<std::string> const& options : {std::vector<std::string>{"--set", "a/b"},
-                                                    {"--set", "tv", "--broker", "host:99999"},
-                                                    {"--set", "tv", "--password-file", "/nowhere"},
-                                                    {"--set", "tv", "--ca", "/nowhere"},
-                                                    {"--set", "tv", "--cert", "/dev/null"}}) {
-        EXPECT_TRUE(Program(joined({AUDVIK_BRIDGE}, options)).ends(2)) << options.back();
+    for (auto const* const options :
+         {"--set a/b", "--set tv --broker host:99999", "--set tv --password-file /nowhere",
+          "--set tv --ca /nowhere", "--set tv --cert /dev/null"}) {
+        EXPECT_TRUE(Program(joined({AUDVIK_BRIDGE}, wordsOf(options))).ends(2)) << options;
     }
 }
 

@@ -16,16 +16,6 @@
 
 #include "LocalSocket.h"
 
-namespace {
-
-/// The words that run a program which is built for another machine; none for this one.
-std::vector<std::string> emulator() {
-    std::istringstream words(AUDVIK_EMULATOR);
-    return {std::istream_iterator<std::string>(words), std::istream_iterator<std::string>()};
-}
-
-}  // namespace
-
 std::string readFile(std::string const& path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
@@ -40,6 +30,11 @@ testing::AssertionResult has(std::string const& text, std::string const& part) {
     return testing::AssertionFailure() << '"' << part << "\" is not in: " << text;
 }
 
+std::vector<std::string> wordsOf(std::string const& text) {
+    std::istringstream words(text);
+    return {std::istream_iterator<std::string>(words), std::istream_iterator<std::string>()};
+}
+
 std::vector<std::string> joined(std::vector<std::string> first,
                                 std::vector<std::string> const& second) {
     first.insert(first.end(), second.begin(), second.end());
@@ -51,7 +46,7 @@ Program::Program(std::vector<std::string> words, std::string const& output)
     // A shell is this machine's; its scripts begin the programs with $EMULATOR.
     bool const isShell = words.front() == "/bin/sh";
     ::setenv("EMULATOR", AUDVIK_EMULATOR, 1);
-    auto command = joined(isShell ? std::vector<std::string>() : emulator(), words);
+    auto command = joined(wordsOf(isShell ? "" : AUDVIK_EMULATOR), words);
     std::vector<char*> arguments(command.size() + 1, nullptr);
     std::transform(command.begin(), command.end(), arguments.begin(),
                    [](std::string& word) { return word.data(); });

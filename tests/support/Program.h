@@ -20,6 +20,9 @@ void writeFile(std::string const& path, std::string const& text);
 /// Whether a text has a part, and if not, what it is.
 testing::AssertionResult has(std::string const& text, std::string const& part);
 
+/// @return what stands between the blanks
+std::vector<std::string> wordsOf(std::string const& text);
+
 /// @return the first list and, behind it, the second
 std::vector<std::string> joined(std::vector<std::string> first,
                                 std::vector<std::string> const& second);

@@ -153,26 +153,19 @@ TEST_F(Capture, WaitsForTheServiceAndForItsReturn) {
     EXPECT_TRUE(capture.says("waiting for a sound service")) << capture.errors();
     startService();
     ASSERT_TRUE(Program({AUDVIK_CAPTURE, "--duration", "1.5"}).ends(0));
-    service_->signal(SIGKILL);
-    EXPECT_TRUE(capture.says("has gone")) << capture.errors();
     service_.reset();
+    EXPECT_TRUE(capture.says("has gone")) << capture.errors();
     startService();
     EXPECT_TRUE(capture.ends(0, "is back"));
     EXPECT_EQ(capture.output().size(), 192000U);
 }
 
 TEST_F(Capture, RefusesAWrongCommandLineWithStatusTwo) {
-    for (std::vector<std::string> const& options : {std::vector<std::string>{"--duration", "0"},
-                                                    {"--duration", "-1"},
-                                                    {"--rate", "0"},
-                                                    {"--channels", "x"},
-                                                    {"--unknown"},
-                                                    {"--idle", "0"},
-                                                    {"--format", "wav", "--output", "-"},
-                                                    {"--service", "localhost:12321"},
-                                                    {"--service", "127.0.0.1:0"},
-                                                    {"--duration", "nan"}}) {
-        EXPECT_EQ(Program(words(options)).status(), 2) << options.front();
+    for (auto const* const options :
+         {"--duration 0", "--duration -1", "--duration nan", "--rate 0", "--channels x",
+          "--unknown", "--idle 0", "--format wav --output -", "--service localhost:12321",
+          "--service 127.0.0.1:0"}) {
+        EXPECT_TRUE(Program(words(wordsOf(options))).ends(2)) << options;
     }
 }
 

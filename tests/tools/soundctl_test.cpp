@@ -25,6 +25,11 @@ std::vector<Json> linesOf(std::string const& text) {
     return lines;
 }
 
+/// Of a recorded session.
+std::string line(double at, std::string const& name, Json const& arguments) {
+    return tools::toText({{"at", at}, {"notification", name}, {"arguments", arguments}}) + '\n';
+}
+
 /// Arguments near both ends of their ranges, hardly two of them alike.
 Json exampleOf(Json const& field, int& count) {
     if (field.contains("fields")) {
@@ -198,8 +203,7 @@ TEST_F(Soundctl, MonitorPrintsTheWantedNotificationsUntilItIsInterrupted) {
     ASSERT_TRUE(mute.says("\n"));
     all.signal(SIGINT);
     mute.signal(SIGTERM);
-    EXPECT_EQ(all.status(), 0);
-    EXPECT_EQ(mute.status(), 0);
+    EXPECT_TRUE(all.ends(0) && mute.ends(0));
     Json const line = Json::parse(mute.output());
     EXPECT_GT(line["time"], 1.6e9);
     EXPECT_EQ(line["notification"], "onMuteInfoNotify");
@@ -347,9 +351,6 @@ TEST_F(Soundctl, ARecordedSessionHasWhatWasHeardAndWhen) {
 
 TEST_F(Soundctl, ASessionIsPlayedBackAsItWasRecorded) {
     std::string const file = folder_.file("session");
-    auto const line = [](double at, std::string const& name, Json const& arguments) {
-        return tools::toText({{"at", at}, {"notification", name}, {"arguments", arguments}}) + '\n';
-    };
     std::string text = "{\"session\": 1}\n" + line(0.5, "onNewNotify", {}) +
                        line(0.6, "onMuteInfoNotify", {{"field9", 1}});
     for (int i = 1; i <= 5; ++i) text += line(1 + i * 0.4, "onMuteInfoNotify", {{"field1", i}});
@@ -379,10 +380,8 @@ TEST_F(Soundctl, DiffFindsWhatOnlyOneSessionHas) {
                                 std::vector<std::pair<double, int>> const& messages) {
         std::string text = "{\"session\": 1}\n";
         for (auto const& [at, volume] : messages) {
-            text += tools::toText({{"at", at},
-                                   {"notification", volume < 0 ? "onNew" : "onMuteInfoNotify"},
-                                   {"arguments", {{"field2", 0}, {"field1", volume}}}});
-            text += '\n';
+            text += line(at, volume < 0 ? "onNew" : "onMuteInfoNotify",
+                         {{"field2", 0}, {"field1", volume}});
         }
         writeFile(folder_.file(name), text);
         return folder_.file(name);
@@ -430,10 +429,9 @@ protected:
         writeFile(folder_.file("completion"), run({"completion", shell}));
         writeFile(folder_.file("script"),
                   before + "\nsource " + folder_.file("completion") + '\n' + script + '\n');
-        std::string const command =
-            shell + ' ' + folder_.file("script") + " > " + folder_.file("reply");
-        EXPECT_EQ(std::system(command.c_str()), 0);
-        return readFile(folder_.file("reply"));
+        Program program({"/bin/sh", "-c", "exec \"$0\" \"$1\"", shell, folder_.file("script")});
+        EXPECT_TRUE(program.ends(0));
+        return program.output();
     }
 };
 
