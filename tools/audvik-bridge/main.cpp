@@ -2,7 +2,6 @@
 
 #include <array>
 #include <CLI/CLI.hpp>
-#include <cstdlib>
 
 #include "Bridge.h"
 #include "mqtt_options.h"
@@ -36,11 +35,7 @@ void run(int argc, char** argv) {
     tools::addServiceOption(app);
     tools::addNamesOption(app, names);
     tools::addDebugLevelOption(app, settings.debugLevel);
-    try {
-        app.parse(argc, argv);
-    } catch (CLI::ParseError const& error) {
-        std::exit(app.exit(error) == 0 ? 0 : 2);
-    }
+    tools::parse(app, argc, argv);
     if (!names.empty()) tools::useNamesFile(names);
 
     auto const signals = tools::blockEndingSignals();

@@ -4,7 +4,6 @@
 
 #include <CLI/CLI.hpp>
 #include <cmath>
-#include <cstdlib>
 
 #include "program_options.h"
 
@@ -21,7 +20,6 @@ The service is expected at 127.0.0.1:12321, or where --service or AUDVIK_SERVICE
 }  // namespace
 
 Options readOptions(int argc, char** argv) {
-    constexpr int kUsageError = 2;
     Options options;
     CLI::App app("Records the sound that the sound service plays.", "audvik-capture");
     app.footer(kExamples);
@@ -53,8 +51,7 @@ Options readOptions(int argc, char** argv) {
     app.add_flag("-w,--wait", options.wait, "wait for the service to come, and to come back");
     tools::addServiceOption(app);
     tools::addDebugLevelOption(app, options.debugLevel);
-    try {
-        app.parse(argc, argv);
+    app.callback([&] {
         options.formatIsGiven = *rate || *channels;
         constexpr double kLongest = 1e9;
         if (*duration &&
@@ -74,8 +71,7 @@ Options readOptions(int argc, char** argv) {
                 "is needed: standard output is a terminal, which is no place for "
                 "samples; name a file, or direct the output to a file or pipe");
         }
-    } catch (CLI::ParseError const& error) {
-        std::exit(app.exit(error) == 0 ? EXIT_SUCCESS : kUsageError);
-    }
+    });
+    tools::parse(app, argc, argv);
     return options;
 }

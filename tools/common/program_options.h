@@ -3,12 +3,23 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <cstdlib>
 #include <map>
 #include <string>
 
 #include "service_address.h"
 
 namespace tools {
+
+/// Ends the program when the command line is wrong or asks for help.
+inline void parse(CLI::App& app, int argc, char** argv) {
+    constexpr int kUsageError = 2;
+    try {
+        app.parse(argc, argv);
+    } catch (CLI::ParseError const& error) {
+        std::exit(app.exit(error) == 0 ? EXIT_SUCCESS : kUsageError);
+    }
+}
 
 /// Declares where the service is. Holds for this process from the end of parsing on.
 inline void addServiceOption(CLI::App& app) {

@@ -215,11 +215,7 @@ int main(int argc, char** argv) try {
     Options options;
     CLI::App app(kDescription, "sound-service");
     declare(app, options);
-    try {
-        app.parse(argc, argv);
-    } catch (CLI::ParseError const& error) {
-        return app.exit(error) == 0 ? 0 : 2;
-    }
+    tools::parse(app, argc, argv);
     serve(options);
     return 0;
 } catch (std::system_error const& error) {

@@ -1,7 +1,6 @@
 #include <array>
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <memory>
 
@@ -18,8 +17,6 @@
 namespace sound::control {
 
 namespace {
-
-constexpr int kUsageError = 2;
 
 constexpr char kExamples[] = R"(Examples:
   soundctl list volume
@@ -203,11 +200,7 @@ void runProgram(int argc, char** argv) {
                                 declareRecord, declareDiff, declareBatch, declareCompletion}) {
         declare(app, action);
     }
-    try {
-        app.parse(argc, argv);
-    } catch (CLI::ParseError const& error) {
-        std::exit(app.exit(error) == 0 ? EXIT_SUCCESS : kUsageError);
-    }
+    tools::parse(app, argc, argv);
     if (!names.empty()) tools::useNamesFile(names);
     initialiseLog(debugLevel);
     if (broker->empty()) {
