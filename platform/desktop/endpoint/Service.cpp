@@ -67,7 +67,7 @@ private:
     Clients::iterator admit(DatagramHeader const& hello, Address const& from, TimePoint now);
     void reset(Address const& to, std::uint64_t session);
     void dropLaggards(TimePoint now);
-    std::string reasonToDrop(Client& client, TimePoint now);
+    std::string reasonToDrop(Client& client, TimePoint now) const;
     Clients::iterator remove(Clients::iterator client);
     void flush(Client& client, TimePoint now);
     Clients::iterator find(Address const& address);
@@ -130,8 +130,6 @@ std::int32_t Service::Impl::send(Payload message, frame::TransportInfo const* de
                     client.address.text().data());
             status = -ENOMEM;
         }
-        flush(client, now);
-        endpoint_.serveBy(client.link.deadline());
     };
     if (destination != nullptr) {
         auto const client = find(*destination);
@@ -141,7 +139,7 @@ std::int32_t Service::Impl::send(Payload message, frame::TransportInfo const* de
     } else {
         for (auto& client : clients_) sendTo(client);
     }
-    dropLaggards(now);
+    endpoint_.serveBy(serve(now));
     endpoint_.transmit(lock);
     return status;
 }
@@ -251,21 +249,20 @@ void Service::Impl::dropLaggards(TimePoint now) {
     }
 }
 
-std::string Service::Impl::reasonToDrop(Client& client, TimePoint now) {
+std::string Service::Impl::reasonToDrop(Client& client, TimePoint now) const {
     auto const& limits = endpoint_.limits();
     auto const queued = client.link.queued();
     if (queued < limits.queueFull) {
         client.fullSince.reset();
     } else if (!client.fullSince) {
         client.fullSince = now;
-        endpoint_.serveBy(now + limits.queueFullFor);
     }
     bool const fullTooLong = client.fullSince && now - *client.fullSince >= limits.queueFullFor;
     if (fullTooLong || queued >= limits.queueMost ||
         client.link.queuedBytes() >= limits.queueMostBytes) {
         return std::to_string(queued) + " notifications behind";
     }
-    return client.link.isSilent(now) ? "silent for 5 s" : "";
+    return client.link.isSilent(now) ? "silent" : "";
 }
 
 auto Service::Impl::remove(Clients::iterator client) -> Clients::iterator {
