@@ -144,6 +144,10 @@ TEST_F(Soundctl, TakesValuesInOrderThroughRecordsAndArrays) {
     EXPECT_TRUE(has(log, R"("arguments":{"field1":-1})"));
     EXPECT_TRUE(has(log, R"({"field1":16,"field2":"two","field3":"-three"})"));
     EXPECT_TRUE(has(log, R"("field46":{"field1":46,"field2":47})"));
+    // Three of the report's fields are none of the command's; what lies behind them is.
+    EXPECT_TRUE(
+        service_->says(R"("field42":42,"field43":0,"field44":0,"field45":0,"field46":43,)"));
+    EXPECT_TRUE(service_->says(R"("field49":{"field1":46,"field2":47},"field50":{"field1":48,)"));
 }
 
 TEST_F(Soundctl, RefusesWhatIsWrongWithStatusTwoBeforeAnythingIsSent) {
