@@ -195,9 +195,10 @@ void serve(Options const& options) {
     std::fprintf(stderr, "sound-service: listening on %s, %s\n", address.c_str(),
                  description.c_str());
     tools::notifySupervisor("READY=1");
-    auto const interval =
-        std::chrono::duration_cast<std::chrono::nanoseconds>(tools::watchdogInterval());
-    timespec const wait{interval.count() / 1'000'000'000, interval.count() % 1'000'000'000};
+    auto const interval = tools::watchdogInterval();
+    auto const seconds = std::chrono::floor<std::chrono::seconds>(interval);
+    timespec const wait{static_cast<time_t>(seconds.count()),
+                        static_cast<long>(std::chrono::nanoseconds(interval - seconds).count())};
     do {
         service.clients();  // which no thread keeps waiting that works
         tools::notifySupervisor("WATCHDOG=1");
