@@ -47,18 +47,18 @@ TEST_F(RegistryTest, anUnknownClientIsNotRemoved) {
 }
 
 TEST_F(RegistryTest, removingKeepsTheOrderOfTheOthers) {
-    auto const middle = makeClient("B");
-    service_->addClient(makeClient("A"));
-    service_->addClient(middle);
+    auto const first = makeClient("A");
+    service_->addClient(first);
+    service_->addClient(makeClient("B"));
     service_->addClient(makeClient("C"));
     platform().log.clear();
-    EXPECT_EQ(service_->removeClient(middle), 0);
+    EXPECT_EQ(service_->removeClient(first), 0);
     EXPECT_THAT(platform().log,
                 ElementsAre(proxyLine(kCspDebugInfo, "removeClient", "success, 2 remaining.\n")));
-    EXPECT_EQ(middle.use_count(), 1);
-    EXPECT_THAT(reached(), ElementsAre("A", "C"));
-    EXPECT_EQ(service_->addClient(middle), 0);
-    EXPECT_THAT(reached(), ElementsAre("A", "C", "B"));
+    EXPECT_EQ(first.use_count(), 1);
+    EXPECT_THAT(reached(), ElementsAre("B", "C"));
+    EXPECT_EQ(service_->addClient(first), 0);
+    EXPECT_THAT(reached(), ElementsAre("B", "C", "A"));
 }
 
 TEST_F(RegistryTest, aRemovedClientsDestructorMayUseTheRegistry) {
