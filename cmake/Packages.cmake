@@ -83,8 +83,8 @@ if(TARGET python-audvik)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
     "libaudvik ${same_version}, python3-numpy, ${AUDVIK_PYTHON_VERSION}")
   set(CPACK_COMPONENT_PYTHON_DESCRIPTION "what a TV is playing, and its sound service, from Python
-Sound as numpy arrays, a method for each command and a class for each record and
-notification of a TV's sound interface, with type stubs and examples.")
+Sound as numpy arrays, a method for each command and a class for each record
+and notification of a TV's sound interface, with type stubs and examples.")
 endif()
 
 # Each package says under what terms it may be used, and what is new.
