@@ -97,7 +97,13 @@ bool UdpSocket::send(std::span<Outgoing const> datagrams) const {
 
 std::optional<Address> UdpSocket::takeRefusal() const {
     sockaddr_in to{};
+    // Of the datagram itself nothing is wanted, but an emulator only pretends to receive into
+    // nothing.
+    std::uint8_t start;
+    iovec part{&start, sizeof start};
     msghdr message{};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
     message.msg_name = &to;
     message.msg_namelen = sizeof to;
     if (::recvmsg(socket_.number(), &message, MSG_ERRQUEUE | MSG_DONTWAIT) < 0) return {};
