@@ -243,7 +243,12 @@ TEST_F(BridgeTest, ComesBackToABrokerThatHasForgottenEverything) {
     startBridge();
     EXPECT_TRUE(observer.isTold("audvik/tv/status", "online"));
     EXPECT_TRUE(observer.isTold(kVolume, "")) << "nobody knows what was changed in between";
+    // Told to end while something is on its way to it, it is not taken for dead.
+    bridge->signal(SIGSTOP);
+    for (int i = 0; i < 9; ++i) observer.send("audvik/tv/do/cmdVolumeSet", "{}");
+    Observer{address_};  // all is sent on
     bridge->signal(SIGTERM);
+    bridge->signal(SIGCONT);
     EXPECT_EQ(bridge->status(), 0);
     EXPECT_TRUE(observer.sees("audvik/tv/status", "offline: the bridge was stopped"));
 }

@@ -238,7 +238,15 @@ MqttClient::~MqttClient() {
         poll(&polled, 1, 100);
         if (mosquitto_loop_write(mosquitto_.get(), 1) != MOSQ_ERR_SUCCESS) break;
     }
+    // The library closes the connection right behind the goodbye. With something unread this resets
+    // it, and a broker may then take us for dead before it reads on: so we wait for it to close.
+    int const connection = dup(mosquitto_socket(mosquitto_.get()));
     mosquitto_disconnect(mosquitto_.get());
+    pollfd polled{connection, POLLIN, 0};
+    std::array<char, 4096> unread;
+    while (poll(&polled, 1, 1000) > 0 && read(connection, unread.data(), unread.size()) > 0) {
+    }
+    close(connection);
 }
 
 void MqttClient::subscribe(std::string const& pattern, bool takesRetained) {
