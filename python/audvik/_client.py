@@ -7,6 +7,7 @@ from collections.abc import AsyncIterator, Callable, Iterator
 from typing import Any, Optional
 
 from . import _native
+from ._closing import Closing
 from ._records import Record
 from ._waiting import Taker
 from .interface import AnyNotification, Commands, Notification, notifications
@@ -53,7 +54,7 @@ def _notification(heard: Optional[tuple[int, _native.Values]]) -> Optional[Notif
     return None if heard is None else notifications[heard[0]]._of(heard[1])
 
 
-class Client(Commands):
+class Client(Closing, Commands):
     """Control of the sound service: a method for each command, and what the service has to say.
 
     >>> with audvik.Client() as tv:
@@ -118,16 +119,6 @@ class Client(Commands):
         if not isinstance(answer, expected):
             raise TimeoutError(f"no {expected.__name__} came within {timeout:g} s")
         return answer
-
-    def __enter__(self) -> Client:
-        return self
-
-    def __exit__(self, *exception: object) -> None:
-        self.close()
-
-    def __del__(self) -> None:
-        if hasattr(self, "_native"):
-            self.close()
 
 
 def _deliver(heard: Notifications,

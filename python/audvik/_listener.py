@@ -8,6 +8,7 @@ from collections.abc import AsyncIterator, Iterator
 from typing import TYPE_CHECKING, NamedTuple, Optional
 
 from . import _native
+from ._closing import Closing
 from ._waiting import Taker
 
 if TYPE_CHECKING:
@@ -33,7 +34,7 @@ class OverrunWarning(UserWarning):
     """Blocks were lost because they were not read in time."""
 
 
-class Listener:
+class Listener(Closing):
     """What the sound service plays.
 
     >>> with audvik.Listener() as sound:
@@ -100,16 +101,6 @@ class Listener:
     def close(self) -> None:
         """Takes no more sound. When it returns, no block is being taken."""
         self._native.close()
-
-    def __enter__(self) -> Listener:
-        return self
-
-    def __exit__(self, *exception: object) -> None:
-        self.close()
-
-    def __del__(self) -> None:
-        if hasattr(self, "_native"):
-            self.close()
 
     def _check_service(self) -> None:
         """After a silence: asking for sound again changes nothing but tells whether it is there."""
