@@ -4,7 +4,7 @@ import pytest
 from conftest import run_python
 
 HEAD = """
-import gc, sys, threading, time
+import asyncio, gc, numpy, sys, threading, time
 import audvik
 
 def send_for_ever():
@@ -24,7 +24,7 @@ tv, sound = audvik.Client(), audvik.Listener()
     "tv.expect(audvik.onMuteInfoNotify, timeout=100)",
     "[None for block in audvik.Listener(rate=1, channels=1).blocks()]",
     "sound.close(); tv.close(); threading.Event().wait()",
-    "import asyncio\nasync def main():\n    async for _ in tv.notifications(audvik.onMuteInfoNotify): pass"
+    "async def main():\n    async for _ in tv.notifications(audvik.onMuteInfoNotify): pass"
     "\nasyncio.run(main())",
 ])
 def test_ctrl_c_ends_every_wait(service, wait):
