@@ -152,7 +152,7 @@ TEST_F(Capture, WaitsForTheServiceAndForItsReturn) {
     Program capture(words({"--wait", "--duration", "2"}));
     EXPECT_TRUE(capture.says("waiting for a sound service")) << capture.errors();
     startService();
-    ASSERT_TRUE(Program({AUDVIK_CAPTURE, "--duration", "1.5"}).ends(0));
+    ASSERT_TRUE(Program({AUDVIK_CAPTURE, "--duration", "0.5"}).ends(0));
     service_.reset();
     EXPECT_TRUE(capture.says("has gone")) << capture.errors();
     startService();
