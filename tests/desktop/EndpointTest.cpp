@@ -299,7 +299,7 @@ TEST_F(ClientEnd, SaysHelloAgainEverLaterAndSendingGivesUp) {
         for (int i = 0; i < 5; ++i) service_.hear(Kind::kHello);
     });
     EXPECT_GE(time, 200ms);
-    EXPECT_LT(time, 800ms) << "never later than the limit";
+    EXPECT_LT(time, 560ms) << "never later than the limit";
     service_.welcome();
     EXPECT_TRUE(listener_.hears("connected "));
 }

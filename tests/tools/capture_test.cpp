@@ -149,15 +149,15 @@ TEST_F(Capture, FailsWithoutAServiceAndLeavesAnEarlierRecordingAlone) {
 }
 
 TEST_F(Capture, WaitsForTheServiceAndForItsReturn) {
-    Program capture(words({"--wait", "--duration", "2"}));
+    Program capture(words({"--wait", "--duration", "4"}));
     EXPECT_TRUE(capture.says("waiting for a sound service")) << capture.errors();
     startService();
-    ASSERT_TRUE(Program({AUDVIK_CAPTURE, "--duration", "0.5"}).ends(0));
+    ASSERT_TRUE(Program({AUDVIK_CAPTURE, "--duration", "1.5"}).ends(0));
     service_.reset();
     EXPECT_TRUE(capture.says("has gone")) << capture.errors();
     startService();
     EXPECT_TRUE(capture.ends(0, "is back"));
-    EXPECT_EQ(capture.output().size(), 192000U);
+    EXPECT_EQ(capture.output().size(), 384000U);
 }
 
 TEST_F(Capture, RefusesAWrongCommandLineWithStatusTwo) {
