@@ -1,7 +1,9 @@
 // soundctl against a running sound-service, as real processes.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstdint>
 #include <map>
 #include <sstream>
 #include <string>
@@ -11,6 +13,7 @@
 #include "LocalSocket.h"
 #include "Program.h"
 #include "record_json.h"
+#include "wav.h"
 
 namespace sound {
 namespace {
@@ -351,6 +354,82 @@ TEST_F(Soundctl, ARecordedSessionHasWhatWasHeardAndWhen) {
     EXPECT_NEAR(balance["time"].get<double>() - lines[1]["time"].get<double>(), between, 0.01);
 
     run({"record", "/dev/full"}, 1);
+}
+
+TEST_F(Soundctl, TheSoundOfASessionIsWholeAndLiesWhereTheSessionSays) {
+    if (!AUDVIK_WRITES_WAV) GTEST_SKIP() << "soundctl was built without libsndfile";
+    constexpr std::uint32_t kRate = 8000;
+    constexpr std::size_t kHeaderSize = 44;
+    constexpr std::size_t kFrameSize = 4;
+    std::string source;
+    for (std::uint32_t frame = 1; frame < 60 * kRate; ++frame)
+        source += littleEndian(frame, kFrameSize);
+    writeFile(folder_.file("source.wav"), wav(kRate, 2, source));
+    // Blocks end within frames, and so does what is heard of a service that dies.
+    std::vector<std::string> const playing{folder_.file("source.wav"), "--block", "1001"};
+    auto const session = folder_.file("evening");
+    auto const track = folder_.file("evening.wav");
+    auto const soundLines = [](std::string const& text) {
+        auto lines = linesOf(text);
+        std::erase_if(lines, [](Json const& each) { return !each.contains("audio"); });
+        return lines;
+    };
+    auto const hearsMore = [&] {
+        auto const before = readFile(track).size();
+        return becomesTrue([&] { return readFile(track).size() > before + 10000; });
+    };
+    startService(playing);
+    Program recording({AUDVIK_SOUNDCTL, "record", session, "--audio", track});
+    ASSERT_TRUE(hearsMore()) << recording.errors();
+    service_->signal(SIGKILL);
+    ASSERT_TRUE(recording.says("waiting for it"));
+    auto const linesBefore = soundLines(readFile(session)).size();
+    startService(playing);
+    ASSERT_TRUE(hearsMore()) << recording.errors();
+    run({"send", "cmdMuteSet", "1", "--expect", "onMuteInfoNotify"});
+    ASSERT_TRUE(becomesTrue([&] { return has(readFile(session), "onMute"); }));
+    recording.signal(SIGINT);
+    EXPECT_TRUE(recording.ends(0, " 0 blocks lost\n"));
+
+    auto const text = readFile(session);
+    auto const lines = soundLines(text);
+    ASSERT_GT(lines.size(), linesBefore) << text;
+    EXPECT_EQ(lines[0]["frame"], 0);
+    auto const& again = lines[linesBefore];
+    auto const written = readFile(track);
+    auto const samples = written.substr(kHeaderSize);
+    EXPECT_TRUE(written == wav(kRate, 2, samples));
+    auto const first = again["frame"].get<std::size_t>() * kFrameSize;
+    ASSERT_GT(first, 10000U) << text;
+    EXPECT_EQ(samples.compare(0, first - kFrameSize, source, 0, first - kFrameSize), 0);
+    auto const rest = (samples.size() - first) / kFrameSize * kFrameSize;
+    EXPECT_GT(rest, 9000U);
+    EXPECT_EQ(samples.compare(first, rest, source, 0, rest), 0) << text;
+    auto const end = [&](Json const& from, std::size_t frame) {
+        return from["at"].get<double>() +
+               static_cast<double>(frame - from["frame"].get<std::size_t>()) / kRate;
+    };
+    EXPECT_GT(again["at"], end(lines[linesBefore - 1], first / kFrameSize) + 0.1) << text;
+    auto const all = linesOf(text);
+    auto const mute = std::find_if(all.begin(), all.end(),
+                                   [](Json const& each) { return each.contains("notification"); });
+    EXPECT_NEAR((*mute)["at"].get<double>(), end(lines.back(), samples.size() / kFrameSize), 0.5);
+    writeFile(folder_.file("silent"), "{\"session\": 1}\n" + tools::toText(*mute) + '\n');
+    run({"diff", session, folder_.file("silent")});
+}
+
+TEST_F(Soundctl, ARecordingWithoutItsSoundFails) {
+    if (!AUDVIK_WRITES_WAV) GTEST_SKIP() << "soundctl was built without libsndfile";
+    auto const session = folder_.file("evening");
+    run({"record", session, "--audio", session}, 2, "a file of its own");
+    run({"record", session, "--audio", folder_.file("no/folder.wav")}, 1, "No such file");
+    Program silent({AUDVIK_SOUNDCTL, "record", session, "--audio", folder_.file("silent.wav")});
+    ASSERT_TRUE(silent.says("waiting for it"));
+    silent.signal(SIGINT);
+    EXPECT_TRUE(silent.ends(1, "no sound was heard"));
+    EXPECT_TRUE(readFile(folder_.file("silent.wav")) == wav(48000, 2, ""));
+    startService({"--tone", "440"});
+    run({"record", session, "--audio", "/dev/full"}, 1, "/dev/full");
 }
 
 TEST_F(Soundctl, ASessionIsPlayedBackAsItWasRecorded) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "BlockQueue.h"
+#include "SampleQueue.h"
 #include "SoundIntake.h"
 
 /// Takes blocks in for a recording.
@@ -10,12 +10,12 @@ public:
     Intake(tools::StreamFormat const& told, double duration)
         : SoundIntake(told), duration_(duration) {}
 
-    BlockQueue& queue() { return queue_; }
+    tools::SampleQueue& queue() { return queue_; }
 
 private:
     void begin() override;
     void take(std::span<unsigned char const> block) override;
 
-    BlockQueue queue_;
+    tools::SampleQueue queue_;
     double const duration_;
 };

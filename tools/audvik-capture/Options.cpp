@@ -32,17 +32,7 @@ Options readOptions(int argc, char** argv) {
                    "too; or raw 16-bit samples, as when not given for standard output")
         ->check(CLI::IsMember({"wav", "au", "raw"}))
         ->type_name("FORMAT");
-    CLI::Option const* const rate =
-        app.add_option("-r,--rate", options.format.rate,
-                       "frames per second of the sound, where the service does not say them")
-            ->check(CLI::Range(1, tools::kHighestRate))
-            ->capture_default_str()
-            ->type_name("HZ");
-    CLI::Option const* const channels =
-        app.add_option("-c,--channels", options.format.channels, "channels of the sound, likewise")
-            ->check(CLI::Range(1, tools::kMostChannels))
-            ->capture_default_str()
-            ->type_name("N");
+    tools::addFormatOptions(app, options.format, options.formatIsGiven);
     CLI::Option const* const duration =
         app.add_option("-d,--duration", options.duration, "seconds of sound to record, then end")
             ->type_name("S");
@@ -52,7 +42,6 @@ Options readOptions(int argc, char** argv) {
     tools::addServiceOption(app);
     tools::addDebugLevelOption(app, options.debugLevel);
     app.callback([&] {
-        options.formatIsGiven = *rate || *channels;
         constexpr double kLongest = 1e9;
         if (*duration &&
             !(options.duration * options.format.rate >= 0.5 && options.duration <= kLongest)) {

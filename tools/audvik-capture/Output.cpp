@@ -15,9 +15,10 @@ Sink openFile(std::string const& path) {
 
 }  // namespace
 
-std::unique_ptr<Output> makeOutput(Options const& options, tools::StreamFormat const& format,
-                                   int standardOutput) {
-    if (options.container == "wav") return makeWavOutput(options.output, format);
+std::unique_ptr<tools::SoundOutput> makeOutput(Options const& options,
+                                               tools::StreamFormat const& format,
+                                               int standardOutput) {
+    if (options.container == "wav") return tools::makeWavOutput(options.output, format);
     Sink sink =
         options.output == "-" ? Sink{standardOutput, "standard output"} : openFile(options.output);
     return options.container == "au" ? makeAuOutput(sink, format) : makeRawOutput(sink);

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -10,7 +11,7 @@
 
 namespace {
 
-class RawOutput : public Output {
+class RawOutput : public tools::SoundOutput {
 public:
     explicit RawOutput(Sink sink) : sink_(std::move(sink)) {}
 
@@ -37,7 +38,7 @@ private:
 };
 
 /// Adds big-endian words of 32 bits.
-class AuOutput : public Output {
+class AuOutput : public tools::SoundOutput {
 public:
     AuOutput(Sink sink, tools::StreamFormat const& format) : output_(std::move(sink)) {
         constexpr std::uint32_t kMagic = 0x2E736E64;  // ".snd"
@@ -71,10 +72,10 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Output> makeRawOutput(Sink sink) {
+std::unique_ptr<tools::SoundOutput> makeRawOutput(Sink sink) {
     return std::make_unique<RawOutput>(std::move(sink));
 }
 
-std::unique_ptr<Output> makeAuOutput(Sink sink, tools::StreamFormat const& format) {
+std::unique_ptr<tools::SoundOutput> makeAuOutput(Sink sink, tools::StreamFormat const& format) {
     return std::make_unique<AuOutput>(std::move(sink), format);
 }

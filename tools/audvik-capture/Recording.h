@@ -42,11 +42,11 @@ private:
 
     Options const& options_;
     std::shared_ptr<Intake> const intake_;
-    BlockQueue& queue_;
+    tools::SampleQueue& queue_;
     tools::StreamFormat format_;
     int const rawOutput_;
     tools::SoundSource& service_;
-    std::unique_ptr<Output> output_;
+    std::unique_ptr<tools::SoundOutput> output_;
     std::optional<tools::LevelMeter> meter_;
     std::optional<tools::FormatWatch> formatWatch_;
     bool const showsLevels_;

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "service_address.h"
+#include "stream_format.h"
 
 namespace tools {
 
@@ -57,6 +58,23 @@ inline CLI::Option* addTimeOption(CLI::App& app, std::string const& name, double
         ->transform(CLI::AsNumberWithUnit(units))
         ->check(CLI::Range(least, kDay))
         ->type_name("TIME");
+}
+
+/// Declares what the sound is where the service does not say it.
+/// @param isGiven  set when the command line says it
+inline void addFormatOptions(CLI::App& app, StreamFormat& format, bool& isGiven) {
+    auto const give = [&isGiven](std::string const& /*value*/) { isGiven = true; };
+    app.add_option("-r,--rate", format.rate,
+                   "frames per second of the sound, where the service does not say them")
+        ->check(CLI::Range(1, kHighestRate))
+        ->each(give)
+        ->capture_default_str()
+        ->type_name("HZ");
+    app.add_option("-c,--channels", format.channels, "channels of the sound, likewise")
+        ->check(CLI::Range(1, kMostChannels))
+        ->each(give)
+        ->capture_default_str()
+        ->type_name("N");
 }
 
 }  // namespace tools

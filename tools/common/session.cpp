@@ -18,6 +18,11 @@ bool isHead(Json const& line) {
     return line.is_object() && line.contains("session") && line["session"] == kVersion;
 }
 
+/// It is no message, and another recording of the same session has others.
+bool isAboutAudio(Json const& line) {
+    return line.is_object() && line.contains("audio");
+}
+
 SessionMessage readMessage(Json const& line, std::size_t number, double earliest) {
     bool const isComplete = line.is_object() && line.contains("at") && line["at"].is_number() &&
                             line.contains("notification") && line["notification"].is_string() &&
@@ -39,8 +44,10 @@ Session readSession(std::istream& input, std::size_t& number) {
     Session session{!head.contains("interface") || head["interface"] == interfaceFingerprint(), {}};
     for (++number; readLine(input, text); ++number) {
         if (session.messages.size() == kMostMessages) throw UsageError("there is too much of it");
+        auto const json = parseJson(text);
+        if (isAboutAudio(json)) continue;
         double const earliest = session.messages.empty() ? 0 : session.messages.back().at;
-        session.messages.push_back(readMessage(parseJson(text), number, earliest));
+        session.messages.push_back(readMessage(json, number, earliest));
     }
     return session;
 }
@@ -54,9 +61,21 @@ SessionWriter::SessionWriter(std::string const& path) : path_(path), file_(path)
 }
 
 void SessionWriter::add(sound::reflection::Message const& notification, Json const& arguments) {
+    writeNow(notificationLine(notification, arguments));
+}
+
+void SessionWriter::addAudio(std::string const& path, std::uint64_t frame,
+                             StreamFormat const& format) {
+    auto what = timedLine();
+    what.update(
+        {{"audio", path}, {"frame", frame}, {"rate", format.rate}, {"channels", format.channels}});
+    writeNow(what);
+}
+
+void SessionWriter::writeNow(Json const& what) {
     std::chrono::duration<double> const at = std::chrono::steady_clock::now() - start_;
     Json line{{"at", std::round(at.count() * 1e6) / 1e6}};
-    line.update(notificationLine(notification, arguments));
+    line.update(what);
     write(line);
 }
 

@@ -4,11 +4,13 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <fstream>
 #include <string>
 #include <vector>
 
 #include "message_list.h"
+#include "stream_format.h"
 
 namespace tools {
 
@@ -22,7 +24,12 @@ public:
     /// @throws std::runtime_error when the file cannot be written
     void add(sound::reflection::Message const& notification, Json const& arguments);
 
+    /// Adds that a frame of the session's sound is heard now.
+    /// @throws std::runtime_error when the file cannot be written
+    void addAudio(std::string const& path, std::uint64_t frame, StreamFormat const& format);
+
 private:
+    void writeNow(Json const& what);
     void write(Json const& line);
 
     std::string path_;

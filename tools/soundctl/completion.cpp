@@ -27,13 +27,13 @@ _soundctl() {
     COMPREPLY=()
     case $subcommand,$previous,$current in
         *,--expect,*) words=$notifications ;;
-        *,--timeout,* | send,--json,*) ;;
+        *,--timeout,* | send,--json,* | *,--rate,* | *,--channels,*) ;;
         *,--names,* | *,--password-file,* | *,--ca,* | *,--cert,* | *,--key,*) COMPREPLY=($(compgen -f -- "$current")); return ;;
         *,--service,* | *,--broker,* | *,--set,* | *,--user,*) ;;
         *,--debug-level,*) words='error warning info trace' ;;
         send,*,-*) words='--json --expect --timeout --service --names --help' ;;
         diff,*,-*) words='--tolerance --help' ;;
-        record,*,-*) words='--service --help' ;;
+        record,*,-*) words='--audio --rate --channels --service --help' ;;
         state,*,-*) words='--json --timeout --service --names --help' ;;
         monitor,*,-*) words='--json --service --names --help' ;;
         list,*,-*) words='--json --names --help' ;;
@@ -78,7 +78,8 @@ _soundctl() {
         monitor) _arguments '--json[JSON lines]' "*:notification:($notifications)" ;;
         state) _arguments '--json[one document]' '--timeout[how long to wait]:time:' \
             "*:notification:($notifications)" ;;
-        record) _arguments '1:file:_files' ;;
+        record) _arguments '--audio[the sound, too]:file:_files' '--rate[of the sound]:rate:' \
+            '--channels[of the sound]:channels:' '1:file:_files' ;;
         diff) _arguments '--tolerance[of times]:time:' '1:file:_files' '2:file:_files' ;;
         batch) _arguments '--stream[send each line as it comes]' '1:file:_files' ;;
         completion) _arguments '1:shell:(bash zsh)' ;;

@@ -53,6 +53,12 @@ What --json prints is a file for sound-service --state.
 Example:
   soundctl state --json onSoundFlagsInfoNotify onCapabilityNotify > tv.json)";
 
+constexpr char kRecordNotes[] =
+    R"(With --audio, the session says where in the WAV file each moment lies.
+
+Example:
+  soundctl record evening.session --audio evening.wav)";
+
 constexpr char kBatchNotes[] =
     R"(A line is an object with "command" and, as needed, "arguments" (an object), "expect" (a
 notification to wait for) and "timeout" (in seconds, 1 if left out). All lines are checked
@@ -136,11 +142,23 @@ void declareState(CLI::App& app, Action& action) {
 }
 
 void declareRecord(CLI::App& app, Action& action) {
-    auto const path = std::make_shared<std::string>();
+    auto const options = std::make_shared<RecordOptions>();
+    auto& audio = options->audio;
     CLI::App* const recording =
         app.add_subcommand("record", "Records notifications and their times, until Ctrl-C");
-    recording->add_option("FILE", *path, "the session's file to write")->required();
-    recording->callback([&action, path] { action = {[path] { record(*path); }}; });
+    recording->footer(kRecordNotes);
+    recording->add_option("FILE", options->path, "the session's file to write")->required();
+    auto* const path =
+        recording->add_option("--audio", audio.path, "a WAV file to write, with the sound played")
+            ->type_name("FILE.wav");
+    tools::addFormatOptions(*recording, audio.format, audio.formatIsGiven);
+    for (auto const* const name : {"--rate", "--channels"}) {
+        recording->get_option(name)->needs(path);
+    }
+    recording->callback([&app, &action, options] {
+        options->audio.debugLevel = app["--debug-level"]->as<std::string>();
+        action = {[options] { record(*options); }};
+    });
 }
 
 void declareDiff(CLI::App& app, Action& action) {

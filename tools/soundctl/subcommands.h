@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "stream_format.h"
+
 namespace sound::control {
 
 struct ListOptions {
@@ -39,8 +41,18 @@ struct StateOptions {
 /// is up.
 void state(StateOptions const& options);
 
-/// Records a session into a file until SIGINT or SIGTERM.
-void record(std::string const& path);
+struct AudioOptions {
+    std::string path;                      ///< of a WAV file; empty for none
+    tools::StreamFormat format{48000, 2};  ///< where the service does not say it
+    bool formatIsGiven = false;            ///< on the command line, and not only as a default
+    std::string debugLevel;
+};
+struct RecordOptions {
+    std::string path;
+    AudioOptions audio;
+};
+/// Records a session into a file, and if wanted its sound into another, until SIGINT or SIGTERM.
+void record(RecordOptions const& options);
 
 struct DiffOptions {
     std::string first, second;  ///< paths of recorded sessions

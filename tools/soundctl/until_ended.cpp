@@ -21,30 +21,49 @@ namespace {
 
 /// Says when the service comes and goes, until one of the signals arrives or the reader of
 /// standard output has gone.
-void waitForEnd(sigset_t const& signals) {
+void waitForEnd(sigset_t const& signals, AudioTrack* audio) {
     bool present = true;
-    constexpr int kInterval = 500;  // in milliseconds
+    int const interval = audio != nullptr ? 20 : 500;  // in milliseconds
     std::array<pollfd, 2> watched{
         {{signalfd(-1, &signals, SFD_CLOEXEC), POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
     if (watched[0].fd < 0) throw tools::Failure(std::string("no signalfd: ") + strerror(errno));
     // Negative when the process was stopped and goes on.
-    while (poll(watched.data(), watched.size(), kInterval) <= 0) {
+    while (poll(watched.data(), watched.size(), interval) <= 0) {
+        if (audio != nullptr) audio->write();
         if (tools::isConnected() == present) continue;
         present = !present;
         std::fprintf(stderr, "soundctl: %s sound service at %s%s\n", present ? "found the" : "no",
                      tools::serviceAddress().c_str(), present ? "" : "; waiting for it");
+        if (audio != nullptr && present) audio->ask();
     }
 }
 
+/// While it lives.
+class Listening {
+public:
+    Listening(reflection::Client& client, reflection::NotificationSink const& sink)
+        : client_(client) {
+        client_.listen(sink);
+    }
+    ~Listening() { client_.listen(nullptr); }
+    Listening(Listening const&) = delete;
+    Listening& operator=(Listening const&) = delete;
+
+private:
+    reflection::Client& client_;
+};
+
 }  // namespace
 
-void listenUntilEnded(reflection::NotificationSink const& sink) {
+void listenUntilEnded(reflection::NotificationSink const& sink, AudioTrack* audio) {
+    using Proxy = reflection::Client::Proxy;
     auto const signals = tools::blockEndingSignals();
-    tools::watchConnection();
-    reflection::Client client;
-    client.listen(sink);
-    waitForEnd(signals);
-    client.listen(nullptr);
+    tools::watchConnection(audio != nullptr ? audio->watcher() : nullptr);
+    if (audio != nullptr) audio->start();
+    reflection::Client client(audio != nullptr ? Proxy::kIsStarted : Proxy::kStart);
+    Listening const listening(client, sink);
+    if (audio != nullptr) audio->ask();
+    waitForEnd(signals, audio);
 }
 
 }  // namespace sound::control

@@ -2,13 +2,15 @@
 
 #include <stdexcept>
 
-#include "Output.h"
+#include "SoundOutput.h"
+
+namespace tools {
 
 namespace {
 
-class WavOutput : public Output {
+class WavOutput : public SoundOutput {
 public:
-    WavOutput(std::string path, tools::StreamFormat const& format)
+    WavOutput(std::string path, StreamFormat const& format)
         : path_(std::move(path)), format_(format) {
         SF_INFO info{};
         info.samplerate = format.rate;
@@ -45,12 +47,14 @@ private:
     }
 
     std::string path_;
-    tools::StreamFormat format_;
+    StreamFormat format_;
     SNDFILE* file_;
 };
 
 }  // namespace
 
-std::unique_ptr<Output> makeWavOutput(std::string const& path, tools::StreamFormat const& format) {
+std::unique_ptr<SoundOutput> makeWavOutput(std::string const& path, StreamFormat const& format) {
     return std::make_unique<WavOutput>(path, format);
 }
+
+}  // namespace tools

@@ -5,18 +5,21 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace tools {
+
 /// Hands audio data over from the transport's delivery thread to the thread that writes it,
 /// without a lock: the delivery thread never waits for the disk.
-class BlockQueue {
+class SampleQueue {
 public:
-    BlockQueue();
+    SampleQueue();
 
     /// Takes no more than @p bytes in all. Delivery thread, before the first block.
     void limit(std::uint64_t bytes);
 
     /// Takes a block, as far as the limit allows. A block that finds no room is lost as a whole.
     /// Delivery thread.
-    void push(unsigned char const* data, std::size_t size);
+    /// @return false when it was lost
+    bool push(unsigned char const* data, std::size_t size);
 
     /// Counts a block that the service has announced, once it has been delivered or has failed
     /// to be. Delivery thread.
@@ -25,6 +28,8 @@ public:
     /// Takes nothing any more.
     void close() { closed_ = true; }
 
+    /// @return how many bytes there are. Writing thread.
+    std::size_t available() const { return queue_.read_available(); }
     /// @return how many bytes were stored in @p data, at most @p size. Writing thread.
     std::size_t pop(unsigned char* data, std::size_t size) { return queue_.pop(data, size); }
 
@@ -52,3 +57,5 @@ private:
     std::atomic<std::uint32_t> lost_ = 0;
     std::atomic<std::uint32_t> overruns_ = 0;
 };
+
+}  // namespace tools
