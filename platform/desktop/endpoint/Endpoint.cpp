@@ -260,8 +260,7 @@ void Endpoint::takeIn(std::span<std::uint8_t const> datagram, Address const& fro
     DatagramHeader header;
     auto const* wrong = decodeHeader(datagram, header);
     if (wrong == nullptr) wrong = protocol_.refuse(header.kind);
-    auto const message = datagram.size() > kHeaderSize ? datagram.subspan(kHeaderSize)
-                                                       : std::span<std::uint8_t const>();
+    auto const message = datagram.subspan(std::min(kHeaderSize, datagram.size()));
     if (wrong == nullptr && header.kind == Kind::kData) wrong = checkMessageHeader(message);
     if (wrong != nullptr) {
         malformed_.count(wrong, from);

@@ -108,7 +108,7 @@ public:
 private:
     static constexpr std::size_t kMost = 4095;
 
-    std::array<char, kMost + 1> bytes_;
+    std::array<char, kMost> bytes_;
     std::size_t size_ = 0;
     std::size_t textBegin_ = 0;
 };

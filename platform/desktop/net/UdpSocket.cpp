@@ -24,10 +24,9 @@ iovec toPart(std::span<std::uint8_t const> bytes) {
 }  // namespace
 
 DatagramBatch::DatagramBatch(std::size_t largest)
-    : largest_(largest),
-      buffer_(std::make_unique_for_overwrite<std::uint8_t[]>(kMost * (largest + 1))) {
+    : largest_(largest), buffer_(std::make_unique_for_overwrite<std::uint8_t[]>(kMost * largest)) {
     for (std::size_t i = 0; i < kMost; ++i) {
-        parts_[i] = {&buffer_[i * (largest_ + 1)], largest_ + 1};
+        parts_[i] = {&buffer_[i * largest_], largest_};
         messages_[i].msg_hdr.msg_iov = &parts_[i];
         messages_[i].msg_hdr.msg_iovlen = 1;
         messages_[i].msg_hdr.msg_name = &senders_[i];
@@ -35,7 +34,7 @@ DatagramBatch::DatagramBatch(std::size_t largest)
 }
 
 std::span<std::uint8_t const> DatagramBatch::bytes(std::size_t index) const {
-    return {&buffer_[index * (largest_ + 1)], messages_[index].msg_len};
+    return {&buffer_[index * largest_], messages_[index].msg_len};
 }
 
 UdpSocket::UdpSocket(Role role, Address const& address)

@@ -18,7 +18,7 @@ namespace desktop {
 /// Room for the datagrams that one call takes in.
 class DatagramBatch {
 public:
-    /// @param largest  the most bytes of a datagram that is to be told from longer ones
+    /// @param largest  the most bytes that a datagram has
     /// @throws std::bad_alloc
     explicit DatagramBatch(std::size_t largest);
 

@@ -39,18 +39,17 @@ std::optional<uid_t> ownerOfSocket(Address const& address) {
     std::size_t held = 0;
     std::optional<uid_t> found;
     while (!found) {
-        auto const count = ::read(table, text.data() + held, text.size() - 1 - held);
+        auto const count = ::read(table, text.data() + held, text.size() - held);
         if (count <= 0) break;
         held += static_cast<std::size_t>(count);
-        text[held] = '\0';
         char* line = text.data();
-        for (char* end = nullptr; !found && (end = std::strchr(line, '\n')) != nullptr;) {
+        while (auto* const end = static_cast<char*>(std::memchr(line, '\n', held))) {
             *end = '\0';
             uid_t owner = 0;
             if (isSocketAt(line, address, owner)) found = owner;
+            held -= static_cast<std::size_t>(end + 1 - line);
             line = end + 1;
         }
-        held -= static_cast<std::size_t>(line - text.data());
         std::memmove(text.data(), line, held);
     }
     ::close(table);

@@ -116,9 +116,7 @@ template <class Type>
 consteval bool isVerbatim() {
     if constexpr (Record<Type>) {
         return []<class... Types>(TypeList<Types...>) {
-            return (isVerbatim<Types>() && ...) &&
-                   LayoutOf<Type>::kPlain == LayoutOf<Type>::kPacked &&
-                   sizeof(Type) == packedWidth<Type>();
+            return (isVerbatim<Types>() && ...) && sizeof(Type) == packedWidth<Type>();
         }(Members<Type>{});
     } else if constexpr (kIsArray<Type>) {
         return isVerbatim<typename Type::value_type>();
