@@ -65,7 +65,7 @@ TEST_F(DebugLog, LineHasTimeLevelAndComponentAndStaysOneLine) {
     ASSERT_TRUE(wants(kCspDebugError));
     cspDebugOutput0("%s:%d", "a\nb\x1b[2J", 5);
     ASSERT_TRUE(wants(kCspDebugFrameWarning));
-    cspDebugOutput0("%s\n", std::string(3000, 'x').c_str());
+    cspDebugOutput0("%s\n", std::string(5000, 'x').c_str());
     std::istringstream output(testing::internal::GetCapturedStderr());
     std::string line;
     std::getline(output, line);
@@ -73,6 +73,7 @@ TEST_F(DebugLog, LineHasTimeLevelAndComponentAndStaysOneLine) {
         << line;
     std::getline(output, line);
     EXPECT_NE(line.find("warning 0001 " + std::string(3000, 'x')), std::string::npos);
+    EXPECT_EQ(line.size(), 4094U) << "as much as there is room for";
     EXPECT_FALSE(std::getline(output, line));
 }
 

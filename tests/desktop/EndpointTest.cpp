@@ -8,6 +8,7 @@
 #include "desktop/streams.h"
 #include "Peer.h"
 #include "RegistrationLimit.h"
+#include "socket_owner.h"
 #include "test_support.h"
 
 namespace desktop::test {
@@ -28,6 +29,15 @@ public:
     OtherUser(OtherUser const&) = delete;
     OtherUser& operator=(OtherUser const&) = delete;
 };
+
+TEST(SocketOwner, IsFoundHoweverManySocketsThereAre) {
+    std::vector<LocalSocket> const sockets(100);
+    for (auto const& socket : sockets) {
+        EXPECT_EQ(ownerOfSocket(Address::parse(socket.address())), ::geteuid());
+    }
+    auto const unused = LocalSocket().address();
+    EXPECT_EQ(ownerOfSocket(Address::parse(unused)), std::nullopt);
+}
 
 using ServiceEnd = Desktop;
 
@@ -209,10 +219,12 @@ TEST_F(ServiceEnd, AnswersWhileAReceiverRuns) {
     EXPECT_TRUE(commands_.await(3));
 }
 
-/// The end that has sent the peer one message says goodbye when that is taken, or after a while.
+/// The end that has sent the peer one message repeats it, and says goodbye when that is taken, or
+/// after a while.
 template <class Close>
 void expectGoodbye(Peer& peer, std::chrono::milliseconds limit, Close const& close) {
     EXPECT_EQ(peer.hear(Kind::kData).sequence, 0U);
+    EXPECT_LT(timeOf([&] { peer.hear(Kind::kData); }), 900ms) << "before anything else is due";
     auto end = std::async(std::launch::async, [&] { return timeOf(close); });
     peer.hear(Kind::kPing);
     if (limit > 1s) peer.say(Kind::kAcknowledge, 1);
@@ -223,6 +235,7 @@ void expectGoodbye(Peer& peer, std::chrono::milliseconds limit, Close const& clo
 TEST_F(ServiceEnd, SaysGoodbyeWhenAllIsTakenOrAfterAWhile) {
     for (auto const limit : {50ms, std::chrono::milliseconds(1h)}) {
         limits_.flush = limit;
+        limits_.standInDelay = 1h;
         startService();
         Peer client(address_);
         client.join();
@@ -419,6 +432,7 @@ TEST_F(ClientEnd, RegistersByAnyDatagramOfItsSessionAndTakesNoOther) {
 TEST_F(ClientEnd, SaysGoodbyeWhenAllIsTakenOrAfterAWhile) {
     for (auto const limit : {50ms, std::chrono::milliseconds(1h)}) {
         limits_.flush = limit;
+        limits_.standInDelay = 1h;
         start();
         service_.welcome();
         EXPECT_EQ(send(1), 0);

@@ -121,7 +121,10 @@ TEST_F(LinkTest, SendsAWindowOfMessagesAndOneOfBytes) {
         hear(Kind::kAcknowledge, static_cast<std::uint32_t>(count), 0);
         EXPECT_EQ(link_.queued(), 40U - static_cast<std::size_t>(count)) << size;
         hear(Kind::kAcknowledge, static_cast<std::uint32_t>(count) + 1);
-        EXPECT_EQ(link_.queued(), 40U - static_cast<std::size_t>(count)) << "not sent yet";
+        auto const left = 40U - static_cast<std::size_t>(count);
+        EXPECT_EQ(link_.queued(), left) << "not sent yet";
+        link_.restart(2, now_);
+        EXPECT_EQ(link_.queuedBytes(), left * static_cast<std::size_t>(size));
     }
 }
 

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "Datagram.h"
+#include "Payload.h"
 
 namespace desktop {
 namespace {
@@ -118,6 +119,17 @@ TEST(Datagram, EveryDefectIsFound) {
         bad.push_back(0);
         EXPECT_TRUE(isWrong(bad)) << "bytes behind the header";
     }
+}
+
+TEST(Payload, IsUsedAgainUnlessItIsLarge) {
+    auto const capacityAfter = [](std::size_t size) {
+        Bytes(size).swap(newPayload()->bytes);
+        auto const next = newPayload();
+        EXPECT_TRUE(next->bytes.empty());
+        return next->bytes.capacity();
+    };
+    EXPECT_EQ(capacityAfter(4096), 4096U);
+    EXPECT_LE(capacityAfter(4097), 4096U);
 }
 
 }  // namespace

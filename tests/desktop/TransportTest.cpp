@@ -1,3 +1,4 @@
+#include <ctime>
 #include <numeric>
 
 #include "desktop/streams.h"
@@ -70,9 +71,13 @@ TEST_F(Transport, AStreamOutlivesTheSessionAndItsAnnouncementsDoNot) {
     auto const module = service_->ioModule();
     for (std::uint32_t i = 1; i < 4; ++i) sendNumber(module, kAnnouncement, i);
     notify(4);
+    testing::internal::CaptureStderr();
     service_.reset();
     startService();
     ASSERT_TRUE(commands_.await(2)) << "and again in the next session";
+    auto const log = testing::internal::GetCapturedStderr();
+    EXPECT_NE(log.find("is gone (it said goodbye)"), std::string::npos);
+    EXPECT_NE(log.find("is back"), std::string::npos);
     notifications_.release();
     ASSERT_TRUE(notifications_.await(2));
     EXPECT_EQ(notifications_.numbers(), (std::vector<std::uint32_t>{1, 4}));
@@ -80,6 +85,21 @@ TEST_F(Transport, AStreamOutlivesTheSessionAndItsAnnouncementsDoNot) {
     EXPECT_TRUE(eventually([&] { return member->connected == 2; }));
     EXPECT_EQ(member->disconnected, 1);
     EXPECT_EQ(member->disconnectError, 0) << "the service said goodbye";
+}
+
+TEST_F(Transport, TakesNoTimeOfTheProcessorWhileNothingHappens) {
+    limits_.standInDelay = 20ms;
+    auto* const member = connect();
+    for (std::uint32_t const count : {1U, 2U}) {
+        if (count == 2) commands_.hold();  // another thread waits for datagrams then
+        ASSERT_EQ(member->send(count), 0);
+        ASSERT_TRUE(commands_.await(count));
+        ASSERT_EQ(notify(count), 0);
+        ASSERT_TRUE(notifications_.await(count));
+        auto const before = std::clock();
+        std::this_thread::sleep_for(300ms);
+        EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 20) << count;
+    }
 }
 
 TEST_F(Transport, GarbageChangesNothing) {

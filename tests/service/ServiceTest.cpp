@@ -10,6 +10,7 @@
 #include <condition_variable>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -197,6 +198,13 @@ TEST_F(ServiceTest, AnAnnouncedBlockIsThereHoweverOftenItIsSwitched) {
         switchAudioData(false);
     }
     EXPECT_EQ(listener_->missing, 0);
+    auto const descriptors = "/proc/" + std::to_string(service->process()) + "/fd";
+    auto const count = [&] {
+        std::filesystem::directory_iterator const each(descriptors);
+        return std::distance(begin(each), end(each));
+    };
+    for (int tries = 0; count() > 40 && tries < 1000; ++tries) std::this_thread::sleep_for(10ms);
+    EXPECT_LE(count(), 40) << "a stream of at most 16 pipes, and what a service needs";
 }
 
 TEST_F(ServiceTest, AStreamGoesOnWhenPipesCanBeMadeAgain) {
@@ -224,6 +232,15 @@ long waitsOf(pid_t process) {
     return waits;
 }
 
+/// In seconds.
+double processorTimeOf(pid_t process) {
+    clockid_t clock{};
+    timespec time{};
+    EXPECT_EQ(::clock_getcpuclockid(process, &clock), 0);
+    ::clock_gettime(clock, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
 TEST_F(ServiceTest, SleepsWhileNobodyTakesItsBlocks) {
     auto const service = startService({"--tone", "440", "--fast"});
     Program const stuck({STUCK_CLIENT});
@@ -231,8 +248,10 @@ TEST_F(ServiceTest, SleepsWhileNobodyTakesItsBlocks) {
     for (bool const alive : {true, false}) {
         if (!alive) stuck.signal(SIGKILL);
         auto const before = waitsOf(service->process());
+        auto const timeBefore = processorTimeOf(service->process());
         std::this_thread::sleep_for(500ms);
         EXPECT_LT(waitsOf(service->process()) - before, 50) << alive;
+        EXPECT_LT(processorTimeOf(service->process()) - timeBefore, 0.1) << alive;
     }
 }
 
@@ -271,20 +290,21 @@ TEST_F(ServiceTest, ATakenPortIsNamed) {
 TEST_F(ServiceTest, AFileThatCannotBePlayedIsRefused) {
     std::string const header("RIFF\x2C\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0\x80\x3E\0\0",
                              32);
-    std::string const format16("\2\0\x10\0data\x08\0\0\0", 12);
+    std::string const format16("\2\0\x10\0data\x08\1\2\3", 12);
     std::string const noData("\2\0\x10\0data\0\0\0\0", 12);
     TemporaryFolder const folder;
     struct {
         std::string path;
         char const* complaint;
         std::string content;
-    } const files[] = {{folder.file("empty.wav"), "empty", ""},
-                       {folder.file("text.wav"), "", "This is no sound."},
-                       {folder.file("no-samples.wav"), "no samples", header + noData},
-                       {folder.file("short.wav"), "truncated", header + format16 + "0123"},
-                       {folder.file("header.wav"), "", header},
-                       {folder.file("nowhere/missing.wav"), "No such file", ""},
-                       {"/tmp", "not a regular file", ""}};
+    } const files[] = {
+        {folder.file("empty.wav"), "empty", ""},
+        {folder.file("text.wav"), "", "This is no sound."},
+        {folder.file("no-samples.wav"), "no samples", header + noData},
+        {folder.file("short.wav"), "announces 50463028 bytes", header + format16 + "0123"},
+        {folder.file("header.wav"), "", header},
+        {folder.file("nowhere/missing.wav"), "No such file", ""},
+        {"/tmp", "not a regular file", ""}};
     for (auto const& [path, complaint, content] : files) {
         writeFile(path, content);
         expectRefusal({path}, {"\nsound-service: " + path + ": ", complaint,

@@ -50,6 +50,8 @@ TEST(SoundFile, WhatIsExactIsRoundedAndNeverMadeLouder) {
     auto const clipped = readSoundFile(write(file, SF_FORMAT_WAV | SF_FORMAT_FLOAT, loud));
     EXPECT_EQ(played(clipped), (std::vector<int>{32767, -32768, 32767, -32768, 0, 32767}));
 
+    auto const converted = readSoundFile(write(file, SF_FORMAT_WAV | SF_FORMAT_PCM_24, quiet));
+    EXPECT_NE(converted.describe().find("from Signed 24 bit PCM to"), std::string::npos);
     auto const same = readSoundFile(write(file, SF_FORMAT_WAV | SF_FORMAT_PCM_16, {0.5F, 0.F}));
     EXPECT_EQ(same.describe(), "48000 Hz, 2 channels, 0.00 s");
 }
