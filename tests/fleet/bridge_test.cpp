@@ -179,6 +179,12 @@ TEST_F(BridgeTest, RefusesWhatIsWrongAndGoesOn) {
     // Nobody speaks through the bridge in its name, and nothing is done without being asked to now.
     observer.send("audvik/tv/do/cmdMuteSet", "{", "", "audvik/tv/status");
     observer.send("audvik/tv/do/cmdMuteSet", std::string(300 << 10, ' '));
+    // Retained, by somebody whose name has the broker end the bridge's connection.
+    ASSERT_TRUE(Program({"mosquitto_pub", "-p", port_, "-i", "audvik-bridge-tv", "-r", "-t",
+                         "audvik/tv/do/cmdMuteSet", "-m", "{}"})
+                    .ends(0));
+    ASSERT_TRUE(observer.isTold("audvik/tv/status", "offline"));
+    ASSERT_TRUE(observer.isTold("audvik/tv/status", "online"));
     EXPECT_EQ(observer.ask("cmdVolumeSet", R"({"volume": 100})")["status"], 0);
     EXPECT_EQ(observer.last["audvik/tv/status"], "online");
     EXPECT_EQ(received("cmdMuteSet"), 0);

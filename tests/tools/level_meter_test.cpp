@@ -10,7 +10,7 @@ namespace {
 /// What the meter shows of a stereo sine, in tenths of a second.
 std::string shown(double amplitude, double hertz, double phase) {
     constexpr int kRate = 48000;
-    tools::LevelMeter meter(2, kRate);
+    tools::LevelMeter meter({kRate, 2});
     std::string line;
     for (int tenth = 0; tenth < 10; ++tenth) {
         std::vector<unsigned char> bytes;

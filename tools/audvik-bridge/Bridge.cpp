@@ -2,7 +2,6 @@
 
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/signalfd.h>
 
 #include <array>
 #include <cstdio>
@@ -20,9 +19,9 @@ using tools::MqttMessage;
 namespace {
 
 /// @param changed  hears of the service, from the first moment on
-tools::SoundSource& startSource(std::function<void(bool)> changed, Settings const& settings) {
+tools::SoundSource& startSource(std::string const& debugLevel, std::function<void(bool)> changed) {
     tools::watchConnection(std::move(changed));
-    return tools::SoundSource::start({"audvik-bridge", "--debug-level=" + settings.debugLevel});
+    return tools::SoundSource::start({"audvik-bridge", "--debug-level=" + debugLevel});
 }
 
 }  // namespace
@@ -32,7 +31,13 @@ Bridge::Bridge(Settings settings)
       root_("audvik/" + settings_.set + '/'),
       wakeUp_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       sound_(std::make_shared<Sound>(settings_.levelRate, [this] { wake(); })),
-      source_(startSource([this](bool isPresent) { changeService(isPresent); }, settings_)),
+      source_(startSource(settings_.debugLevel,
+                          [this](bool /*isPresent*/) {
+                              // What another service would say is not known.
+                              heard_.forget();
+                              isOtherService_ = true;
+                              wake();
+                          })),
       client_(sound::reflection::Client::Proxy::kIsStarted),
       commands_(client_, settings_.set) {
     source_.add(sound_);
@@ -50,9 +55,8 @@ Bridge::Bridge(Settings settings)
         MqttMessage{root_ + "status", "offline", true});
 }
 
-void Bridge::run(sigset_t const& signals) {
+void Bridge::run(int ending) {
     constexpr int kTick = 500;  // in milliseconds
-    int const ending = ::signalfd(-1, &signals, SFD_CLOEXEC);
     tools::notifySupervisor("READY=1");
     auto watchdogDue = steady_clock::now();
     for (std::array<pollfd, 3> polled{}; polled[2].revents == 0;) {
@@ -61,7 +65,7 @@ void Bridge::run(sigset_t const& signals) {
         eventfd_t count = 0;
         ::eventfd_read(wakeUp_, &count);
         broker_->work();
-        if (asks_.exchange(false)) askService();
+        if (isOtherService_.exchange(false)) meetService();
         tellNews();
         switchSound();
         if (steady_clock::now() < watchdogDue) continue;
@@ -73,21 +77,14 @@ void Bridge::run(sigset_t const& signals) {
     broker_.reset();
 }
 
-/// What another service, or the same one later, would say is not known. Delivery thread.
-void Bridge::changeService(bool isPresent) {
-    heard_.forget();
-    asks_ = isPresent;
-    wake();
-}
-
 /// A broker may know nothing yet, or what an earlier bridge or service has said.
 void Bridge::greet() {
     std::fprintf(stderr, "audvik-bridge: connected to %s as %s\n", broker_->address().c_str(),
                  settings_.set.c_str());
     missed_.clear();
-    statusTold_.clear();
     broker_->subscribe(root_ + "do/+", false);
     broker_->subscribe(root_ + "audio/lease", false);
+    tellStatus();
     publish("interface", tools::toText(tools::interfaceSchema()));
     if (settings_.homeAssistant) {
         for (auto const& each : homeAssistantEntities(settings_.set)) broker_->publish(each);
@@ -96,7 +93,6 @@ void Bridge::greet() {
 }
 
 void Bridge::take(MqttMessage const& message) {
-    if (message.isRetained) return;  // long ago
     auto const topic = message.topic.substr(root_.size());
     if (!topic.starts_with("do/")) return sound_->renewLease();
     constexpr std::size_t kLongestName = 64;
@@ -104,8 +100,7 @@ void Bridge::take(MqttMessage const& message) {
                        commands_.take(topic.substr(3, kLongestName), message)};
     answer.correlation = message.correlation;
     // What this bridge says in its own topics nobody else makes it say.
-    bool const isWanted = !answer.topic.empty() && !answer.topic.starts_with(root_);
-    if (isWanted) broker_->publish(answer);
+    if (!answer.topic.starts_with(root_)) broker_->publish(answer);
 }
 
 void Bridge::miss(std::string const& reason) {
@@ -120,9 +115,6 @@ void Bridge::publish(std::string const& topic, std::string const& payload) {
 
 /// As far as they go out at once: nothing is queued behind here.
 void Bridge::tellNews() {
-    auto const status =
-        tools::isConnected() ? "online" : "offline: no sound service at " + tools::serviceAddress();
-    if (broker_->isReady() && status != statusTold_) publish("status", statusTold_ = status);
     while (broker_->isReady()) {
         if (auto const heard = heard_.next()) {
             if (heard->first->relation == "streams") continue;
@@ -137,8 +129,15 @@ void Bridge::tellNews() {
     }
 }
 
-/// Has it say what can be asked for.
-void Bridge::askService() {
+void Bridge::tellStatus() {
+    publish("status", tools::isConnected()
+                          ? "online"
+                          : "offline: no sound service at " + tools::serviceAddress());
+}
+
+/// Has the service, if there is one, say what can be asked for.
+void Bridge::meetService() {
+    tellStatus();
     for (auto const& notification : sound::reflection::notifications()) {
         if (notification.relation != "answers") continue;
         commands_.take(std::string(notification.command), {});

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <csignal>
 #include <memory>
 #include <string>
 
@@ -26,17 +25,17 @@ public:
     /// @throws tools::UsageError, tools::Failure
     explicit Bridge(Settings settings);
 
-    /// @param signals  that end it; they have to be blocked
-    void run(sigset_t const& signals);
+    /// @param ending  a descriptor that can be read when it is to end
+    void run(int ending);
 
 private:
-    void changeService(bool isPresent);
     void greet();
     void take(tools::MqttMessage const& message);
     void miss(std::string const& reason);
     void publish(std::string const& topic, std::string const& payload);
     void tellNews();
-    void askService();
+    void tellStatus();
+    void meetService();
     void switchSound();
     void wake() const;
 
@@ -44,7 +43,7 @@ private:
     std::string const root_;  ///< of the set's topics, with a slash
     int const wakeUp_;
     // The delivery thread's, too, from when the source has started.
-    std::atomic<bool> asks_ = false;
+    std::atomic<bool> isOtherService_ = false;
     tools::Heard heard_;
     std::shared_ptr<Sound> const sound_;
     tools::SoundSource& source_;
@@ -52,6 +51,5 @@ private:
     Commands commands_;
     std::unique_ptr<tools::MqttClient> broker_;
     bool soundIsOn_ = false;
-    std::string statusTold_;
     std::string missed_;  ///< why there is no broker, as it was printed
 };

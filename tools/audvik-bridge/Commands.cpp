@@ -6,19 +6,11 @@
 #include "ConnectionWatcher.h"
 #include "errors.h"
 #include "message_json.h"
-#include "service_address.h"
 
 namespace reflection = sound::reflection;
 using std::chrono::steady_clock;
 
 namespace {
-
-bool switchesStream(reflection::Command const& command) {
-    auto const all = reflection::notifications();
-    return std::any_of(all.begin(), all.end(), [&](auto const& notification) {
-        return notification.relation == "streams" && notification.command == command.name;
-    });
-}
 
 /// @throws std::exception that says what is wrong
 reflection::Request read(reflection::Command const& command, tools::MqttMessage const& message) {
@@ -31,15 +23,11 @@ reflection::Request read(reflection::Command const& command, tools::MqttMessage 
             std::to_string(message.correlation.size()) + "; taken are at most " +
             std::to_string(kLargestPayload) + " and " + std::to_string(kLongestCorrelation));
     }
-    if (switchesStream(command)) {
+    for (auto const& notification : reflection::notifications()) {
+        if (notification.command != command.name || notification.relation != "streams") continue;
         throw tools::UsageError("the bridge itself switches that; for sound, ask at audio/lease");
     }
-    try {
-        return reflection::requestFromJson(
-            command, payload.empty() ? tools::Json::object() : tools::parseJson(payload));
-    } catch (tools::Json::parse_error const& error) {
-        throw tools::UsageError(std::string("the payload is no JSON: ") + error.what());
-    }
+    return reflection::requestFromJsonText(command, payload.empty() ? "{}" : payload);
 }
 
 }  // namespace
@@ -48,34 +36,31 @@ std::string Commands::take(std::string const& name, tools::MqttMessage const& me
     constexpr std::size_t kRemembered = 1000;
     auto const key = message.responseTopic + '\0' + message.correlation + '\0' + name +
                      std::to_string(std::hash<std::string>{}(message.payload));
-    auto const earlier = std::find_if(answered_.rbegin(), answered_.rend(),
-                                      [&key](auto const& each) { return each.first == key; });
-    if (earlier != answered_.rend()) return earlier->second;
+    auto const earlier =
+        std::ranges::find(answered_, key, &std::pair<std::string, std::string>::first);
+    if (earlier != answered_.end()) return earlier->second;
     auto answer = tools::timedLine();
-    answer["set"] = set_;
-    answer["command"] = name;
     try {
         auto const& command = reflection::findCommand(name);
         auto const request = read(command, message);
         send(command, request);
-        answer["id"] = tools::idText(command.id);
-        answer["arguments"] = request.arguments;
+        answer = tools::messageLine("command", command.name, command.id, request.arguments);
         answer["status"] = 0;
     } catch (std::exception const& error) {
+        answer["command"] = name;
         answer["error"] = error.what();
-        return tools::toText(answer);
     }
-    if (message.correlation.empty()) return tools::toText(answer);
-    answered_.emplace_back(key, tools::toText(answer));
+    answer["set"] = set_;
+    auto text = tools::toText(answer);
+    if (answer.contains("error") || message.correlation.empty()) return text;
+    answered_.emplace_back(key, text);
     if (answered_.size() > kRemembered) answered_.pop_front();
-    return answered_.back().second;
+    return text;
 }
 
 void Commands::send(reflection::Command const& command, reflection::Request const& request) {
     constexpr std::chrono::seconds kRefusal{1};
-    if (!tools::isConnected()) {
-        throw tools::Failure("no sound service at " + tools::serviceAddress());
-    }
+    tools::requireService();
     if (steady_clock::now() < refusedUntil_) {
         throw tools::Failure("the sound service takes no more at the moment; send fewer at a time");
     }

@@ -27,11 +27,9 @@ void Sound::take(std::span<unsigned char const> block) {
     std::lock_guard const lock(mutex_);
     // A service that takes the place of another may play something else.
     auto const played = tools::readStreamFormat(pipe()).value_or(format());
-    if (std::exchange(format_, played) != played) {
-        meter_.emplace(static_cast<std::size_t>(played.channels), played.rate);
-    }
-    if (levelEvery_ > Clock::duration::zero()) meter_->add(block);
+    if (std::exchange(format_, played) != played) meter_.emplace(played);
     hasLevel_ = levelEvery_ > Clock::duration::zero();
+    if (hasLevel_) meter_->add(block);
     if (isLeased()) {
         constexpr std::size_t kMostBlocks = 64;
         blocks_.push_back({"audio", {block.begin(), block.end()}});

@@ -1,11 +1,12 @@
 #include "home_assistant.h"
 
 #include <algorithm>
-#include <utility>
+#include <boost/algorithm/string/replace.hpp>
 
 #include "message_list.h"
 
 namespace reflection = sound::reflection;
+using boost::algorithm::replace_all_copy;
 using tools::Json;
 
 namespace {
@@ -24,15 +25,8 @@ auto findSame(Fields const& fields, reflection::NamedField const& same) {
                         [&](auto const& field) { return field.note->name == same.note->name; });
 }
 
-std::string replaced(std::string text, char from, char to) {
-    std::replace(text.begin(), text.end(), from, to);
-    return text;
-}
-
 std::string argumentsWith(std::string const& path, std::string const& value) {
-    Json arguments;
-    arguments[Json::json_pointer('/' + replaced(path, '.', '/'))] = nullptr;
-    auto text = arguments.dump();
+    auto text = Json{{'/' + replace_all_copy(path, ".", "/"), nullptr}}.unflatten().dump();
     return text.replace(text.find("null"), 4, value);
 }
 
@@ -70,10 +64,11 @@ Json control(std::string const& root, reflection::Command const& command,
 std::vector<tools::MqttMessage> homeAssistantEntities(std::string const& set) {
     std::vector<tools::MqttMessage> messages;
     auto const root = "audvik/" + set;
-    auto const node = "audvik_" + replaced(set, '.', '_');
+    auto const node = "audvik_" + replace_all_copy(set, ".", "_");
     auto const add = [&](std::string const& component, reflection::Message const& message,
                          reflection::NamedField const& field, Json entity) {
-        auto const object = std::string(message.name) + '_' + replaced(field.path, '.', '_');
+        auto const object =
+            std::string(message.name) + '_' + replace_all_copy(field.path, ".", "_");
         entity.update({{"name", field.note->name},
                        {"unique_id", node + '_' + object},
                        {"device", {{"identifiers", {node}}, {"name", set}}},

@@ -1,26 +1,19 @@
-#include <unistd.h>
+#include <sys/utsname.h>
 
-#include <array>
 #include <CLI/CLI.hpp>
 
 #include "Bridge.h"
 #include "mqtt_options.h"
-#include "names_file.h"
 #include "program.h"
 #include "program_options.h"
 
 namespace {
 
-std::string hostName() {
-    constexpr std::size_t kLongest = 64;
-    std::array<char, kLongest + 1> name{};
-    return ::gethostname(name.data(), kLongest) == 0 ? name.data() : "";
-}
-
 void run(int argc, char** argv) {
+    utsname host{};
+    ::uname(&host);
     Settings settings;
-    settings.set = hostName();
-    std::string names;
+    settings.set = host.nodename;
     CLI::App app("Connects a set's sound service with an MQTT broker.", "audvik-bridge");
     app.footer("Example: audvik-bridge --broker broker.example --set living-room --names tv.json");
     app.set_version_flag("--version", "audvik-bridge " AUDVIK_VERSION);
@@ -33,14 +26,13 @@ void run(int argc, char** argv) {
     app.add_flag("--home-assistant", settings.homeAssistant,
                  "announce the fields with a name and a range to Home Assistant");
     tools::addServiceOption(app);
-    tools::addNamesOption(app, names);
+    tools::addNamesOption(app);
     tools::addDebugLevelOption(app, settings.debugLevel);
     tools::parse(app, argc, argv);
-    if (!names.empty()) tools::useNamesFile(names);
 
-    auto const signals = tools::blockEndingSignals();
+    int const ending = tools::takeEndingSignals();
     // Never destroyed: the delivery thread may use it up to the last moment of the process.
-    (new Bridge(std::move(settings)))->run(signals);
+    (new Bridge(std::move(settings)))->run(ending);
 }
 
 }  // namespace

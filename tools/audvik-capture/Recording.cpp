@@ -90,7 +90,7 @@ bool Recording::hasBegun() {
 void Recording::begin() {
     constexpr std::size_t kBufferSize = 64U << 10;
     buffer_.resize(kBufferSize / format_.frameSize() * format_.frameSize());
-    meter_.emplace(static_cast<std::size_t>(format_.channels), format_.rate);
+    meter_.emplace(format_);
     output_ = makeOutput(options_, format_, rawOutput_);
 }
 

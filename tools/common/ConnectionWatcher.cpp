@@ -8,6 +8,7 @@
 
 #include "errors.h"
 #include "frame/AbstractMarshallingImpl.h"
+#include "service_address.h"
 
 namespace tools {
 
@@ -51,6 +52,10 @@ void watchConnection(std::function<void(bool)> changed) {
 
 bool isConnected() {
     return connected;
+}
+
+void requireService() {
+    if (!connected) throw Failure("no sound service at " + serviceAddress());
 }
 
 }  // namespace tools

@@ -15,4 +15,7 @@ void watchConnection(std::function<void(bool isConnected)> changed = nullptr);
 /// @return whether there is a connection to the service now
 bool isConnected();
 
+/// @throws Failure when there is none
+void requireService();
+
 }  // namespace tools

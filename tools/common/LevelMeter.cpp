@@ -31,8 +31,9 @@ std::string oneDecimal(double value) {
 
 }  // namespace
 
-LevelMeter::LevelMeter(std::size_t channels, int rate)
-    : channels_(channels), loudness_(makeLoudness(channels, rate)) {}
+LevelMeter::LevelMeter(StreamFormat const& format)
+    : channels_(static_cast<std::size_t>(format.channels)),
+      loudness_(makeLoudness(channels_.size(), format.rate)) {}
 
 void LevelMeter::add(std::span<unsigned char const> samples) {
     bytes_.insert(bytes_.end(), samples.begin(), samples.end());

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Loudness.h"
+#include "stream_format.h"
 
 namespace tools {
 
@@ -23,7 +24,7 @@ struct Levels {
 /// Measures levels and loudness.
 class LevelMeter {
 public:
-    LevelMeter(std::size_t channels, int rate);
+    explicit LevelMeter(StreamFormat const& format);
 
     /// Takes little-endian samples, frame by frame. What is no whole frame waits for the rest.
     void add(std::span<unsigned char const> samples);

@@ -333,12 +333,11 @@ void MqttClient::retryLater() {
 }
 
 void MqttClient::take(mosquitto_message const& message, mosquitto_property const* properties) {
-    events_.received(
-        {message.topic,
-         {static_cast<char const*>(message.payload), static_cast<std::size_t>(message.payloadlen)},
-         message.retain,
-         textOf(properties, MQTT_PROP_RESPONSE_TOPIC),
-         bytesOf(properties, MQTT_PROP_CORRELATION_DATA)});
+    events_.received({.topic = message.topic,
+                      .payload = {static_cast<char const*>(message.payload),
+                                  static_cast<std::size_t>(message.payloadlen)},
+                      .responseTopic = textOf(properties, MQTT_PROP_RESPONSE_TOPIC),
+                      .correlation = bytesOf(properties, MQTT_PROP_CORRELATION_DATA)});
 }
 
 std::string MqttClient::address() const {

@@ -135,6 +135,14 @@ Request requestFromJson(Command const& command, tools::Json const& arguments) {
         command, [&](tools::Fields const& fields) { tools::fieldsFromJson(arguments, fields); });
 }
 
+Request requestFromJsonText(Command const& command, std::string const& arguments) {
+    try {
+        return requestFromJson(command, tools::parseJson(arguments));
+    } catch (tools::Json::parse_error const& error) {
+        throw tools::UsageError(std::string("the arguments are no JSON: ") + error.what());
+    }
+}
+
 Request requestFromText(Command const& command, std::span<std::string const> values) {
     if (values.size() > command.valueCount) {
         throw tools::FieldError(std::to_string(values.size()) + " values are given; at most " +

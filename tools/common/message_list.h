@@ -61,6 +61,10 @@ struct Command : Message {
 /// @throws tools::FieldError for arguments that do not fit
 Request requestFromJson(Command const& command, tools::Json const& arguments);
 
+/// The same from the text of the JSON.
+/// @throws tools::UsageError for a text that is no JSON
+Request requestFromJsonText(Command const& command, std::string const& arguments);
+
 /// Takes the values of the scalars in order; those left out are zero or empty.
 /// @throws tools::FieldError for values that do not fit
 Request requestFromText(Command const& command, std::span<std::string const> values);

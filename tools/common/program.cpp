@@ -1,8 +1,14 @@
 #include "program.h"
 
+#include <sys/signalfd.h>
+
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
+#include <string>
 
 #include "errors.h"
 
@@ -23,13 +29,15 @@ int runProgram(char const* name, std::function<void()> const& program) {
     return status;
 }
 
-sigset_t blockEndingSignals() {
+int takeEndingSignals() {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    return signals;
+    int const ending = ::signalfd(-1, &signals, SFD_CLOEXEC);
+    if (ending < 0) throw Failure(std::string("no signalfd: ") + std::strerror(errno));
+    return ending;
 }
 
 }  // namespace tools

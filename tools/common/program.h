@@ -2,7 +2,6 @@
 /// What the programs' main() functions have in common.
 #pragma once
 
-#include <csignal>
 #include <functional>
 
 namespace tools {
@@ -11,8 +10,9 @@ namespace tools {
 /// @return its exit status: 0, 2 after a UsageError, 1 after any other exception
 int runProgram(char const* name, std::function<void()> const& program);
 
-/// Blocks the signals that end a program, in this thread and in those that it starts, for one of
-/// them to wait for.
-sigset_t blockEndingSignals();
+/// Takes the signals that end a program from this thread and from those that it starts.
+/// @return a descriptor that can be read once one has come, for whoever waits
+/// @throws Failure when there is none
+int takeEndingSignals();
 
 }  // namespace tools

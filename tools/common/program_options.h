@@ -5,8 +5,10 @@
 #include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <map>
+#include <memory>
 #include <string>
 
+#include "names_file.h"
 #include "service_address.h"
 #include "stream_format.h"
 
@@ -35,11 +37,15 @@ inline void addServiceOption(CLI::App& app) {
         ->type_name("ADDRESS");
 }
 
-/// Declares a file for useNamesFile().
-inline void addNamesOption(CLI::App& app, std::string& path) {
-    app.add_option("--names", path, "a file with names, units and ranges of fields")
+/// Declares a file for useNamesFile(), which parsing ends with. The program has no other callback.
+inline void addNamesOption(CLI::App& app) {
+    auto const path = std::make_shared<std::string>();
+    app.add_option("--names", *path, "a file with names, units and ranges of fields")
         ->type_name("FILE")
         ->envname("AUDVIK_NAMES");
+    app.callback([path] {
+        if (!path->empty()) useNamesFile(*path);
+    });
 }
 
 inline void addDebugLevelOption(CLI::App& app, std::string& level) {

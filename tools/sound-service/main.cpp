@@ -1,3 +1,4 @@
+#include <poll.h>
 #include <sys/resource.h>
 
 #include <CLI/CLI.hpp>
@@ -162,7 +163,7 @@ void serve(Options const& options) {
     auto const description = describe(options, sound);
     auto const address = serviceAddress();
     auto const format = sound.format();
-    auto const signals = tools::blockEndingSignals();
+    pollfd ending{tools::takeEndingSignals(), POLLIN, 0};
     // When nobody reads the log any more the clients are served all the same.
     std::signal(SIGPIPE, SIG_IGN);
     raiseDescriptorLimit();
@@ -195,14 +196,11 @@ void serve(Options const& options) {
     std::fprintf(stderr, "sound-service: listening on %s, %s\n", address.c_str(),
                  description.c_str());
     tools::notifySupervisor("READY=1");
-    auto const interval = tools::watchdogInterval();
-    auto const seconds = std::chrono::floor<std::chrono::seconds>(interval);
-    timespec const wait{static_cast<time_t>(seconds.count()),
-                        static_cast<long>(std::chrono::nanoseconds(interval - seconds).count())};
+    auto const interval = static_cast<int>(tools::watchdogInterval().count());
     do {
         service.clients();  // which no thread keeps waiting that works
         tools::notifySupervisor("WATCHDOG=1");
-    } while (::sigtimedwait(&signals, nullptr, &wait) < 0);
+    } while (::poll(&ending, 1, interval) <= 0);
 }
 
 int fail(std::string const& message) {

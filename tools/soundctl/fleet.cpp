@@ -1,7 +1,6 @@
 #include "fleet.h"
 
 #include <poll.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -197,7 +196,7 @@ void sendToFleet(FleetOptions const& options, SendOptions const& send) {
 
 void monitorFleet(FleetOptions const& options, MonitorOptions const& monitor) {
     refuseUnknown(monitor.names);
-    auto const signals = tools::blockEndingSignals();
+    std::array<pollfd, 2> ending{{{tools::takeEndingSignals(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
     Fleet fleet(options, "on/+", false,
                 [&](std::string const& set, std::string const& name, std::string const& payload) {
                     if (!isAmong(monitor.names, name)) return;
@@ -207,8 +206,6 @@ void monitorFleet(FleetOptions const& options, MonitorOptions const& monitor) {
                     std::puts(tools::toText(line).c_str());
                     std::fflush(stdout);
                 });
-    std::array<pollfd, 2> ending{
-        {{::signalfd(-1, &signals, SFD_CLOEXEC), POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
     while (::poll(ending.data(), ending.size(), 0) == 0) fleet.work();
 }
 

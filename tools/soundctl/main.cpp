@@ -8,7 +8,6 @@
 #include "errors.h"
 #include "fleet.h"
 #include "mqtt_options.h"
-#include "names_file.h"
 #include "program.h"
 #include "program_options.h"
 #include "Step.h"
@@ -204,8 +203,7 @@ void runProgram(int argc, char** argv) {
     std::string debugLevel = "warning";
     tools::addDebugLevelOption(app, debugLevel);
     tools::addServiceOption(app);
-    std::string names;
-    tools::addNamesOption(app, names);
+    tools::addNamesOption(app);
     FleetOptions fleet;
     auto const* const broker = tools::addMqttOptions(app, fleet.broker);
     app.add_option("--set", fleet.set, "a set on the broker, or all of them as * says, or nothing")
@@ -219,7 +217,6 @@ void runProgram(int argc, char** argv) {
         declare(app, action);
     }
     tools::parse(app, argc, argv);
-    if (!names.empty()) tools::useNamesFile(names);
     initialiseLog(debugLevel);
     if (broker->empty()) {
         action.here();

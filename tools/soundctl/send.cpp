@@ -10,29 +10,17 @@
 
 namespace sound::control {
 
-namespace {
-
-tools::Json parse(std::string const& text) {
-    try {
-        return tools::parseJson(text);
-    } catch (tools::Json::parse_error const& error) {
-        throw tools::UsageError(std::string("the arguments are no JSON: ") + error.what());
-    }
-}
-
-}  // namespace
-
 Step stepOf(SendOptions const& options) {
     reflection::Command const& command = reflection::findCommand(options.command);
     Step step{&command, {}};
     if (!options.expect.empty()) step.expected = &reflection::findNotification(options.expect);
     step.timeout = std::chrono::duration<double>(options.timeout);
     try {
-        step.request = options.json.empty()
-                           ? reflection::requestFromText(command, options.values)
-                           : reflection::requestFromJson(
-                                 command, parse(options.json == "-" ? tools::readText(std::cin)
-                                                                    : options.json));
+        step.request =
+            options.json.empty()
+                ? reflection::requestFromText(command, options.values)
+                : reflection::requestFromJsonText(
+                      command, options.json == "-" ? tools::readText(std::cin) : options.json);
     } catch (std::runtime_error const& error) {
         throw tools::UsageError(options.command + ": " + error.what());
     }

@@ -7,7 +7,6 @@
 #include "errors.h"
 #include "format.h"
 #include "Heard.h"
-#include "service_address.h"
 #include "subcommands.h"
 
 namespace sound::control {
@@ -50,8 +49,7 @@ void state(StateOptions const& options) {
     }
     if (options.json)
         std::puts(document.dump(2, ' ', false, tools::Json::error_handler_t::replace).c_str());
-    if (!tools::isConnected())
-        throw tools::Failure("no sound service at " + tools::serviceAddress());
+    tools::requireService();
     if (!wanted.empty()) {
         throw tools::Failure("no " + std::string(wanted.front()->name) + " came within " +
                              tools::toText(options.timeout) + " s");

@@ -1,17 +1,12 @@
 #include "until_ended.h"
 
 #include <poll.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
-#include <csignal>
 #include <cstdio>
-#include <cstring>
 
 #include "ConnectionWatcher.h"
-#include "errors.h"
 #include "program.h"
 #include "service_address.h"
 
@@ -19,14 +14,12 @@ namespace sound::control {
 
 namespace {
 
-/// Says when the service comes and goes, until one of the signals arrives or the reader of
+/// Says when the service comes and goes, until @p ending can be read or the reader of
 /// standard output has gone.
-void waitForEnd(sigset_t const& signals, AudioTrack* audio) {
+void waitForEnd(int ending, AudioTrack* audio) {
     bool present = true;
     int const interval = audio != nullptr ? 20 : 500;  // in milliseconds
-    std::array<pollfd, 2> watched{
-        {{signalfd(-1, &signals, SFD_CLOEXEC), POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
-    if (watched[0].fd < 0) throw tools::Failure(std::string("no signalfd: ") + strerror(errno));
+    std::array<pollfd, 2> watched{{{ending, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
     // Negative when the process was stopped and goes on.
     while (poll(watched.data(), watched.size(), interval) <= 0) {
         if (audio != nullptr) audio->write();
@@ -57,13 +50,13 @@ private:
 
 void listenUntilEnded(reflection::NotificationSink const& sink, AudioTrack* audio) {
     using Proxy = reflection::Client::Proxy;
-    auto const signals = tools::blockEndingSignals();
+    int const ending = tools::takeEndingSignals();
     tools::watchConnection(audio != nullptr ? audio->watcher() : nullptr);
     if (audio != nullptr) audio->start();
     reflection::Client client(audio != nullptr ? Proxy::kIsStarted : Proxy::kStart);
     Listening const listening(client, sink);
     if (audio != nullptr) audio->ask();
-    waitForEnd(signals, audio);
+    waitForEnd(ending, audio);
 }
 
 }  // namespace sound::control
