@@ -74,6 +74,10 @@ public:
         client_.publish(message);
     }
 
+    void retain(std::string const& topic, std::string const& payload) {
+        client_.publish({topic, payload, true});
+    }
+
     /// @return the answer to a command
     Json ask(std::string const& command, std::string const& payload) {
         auto const correlation = std::to_string(++asked_);
@@ -323,6 +327,44 @@ TEST_F(BridgeTest, AnnouncesNamedFieldsToHomeAssistant) {
     EXPECT_EQ(
         observer.last.count("homeassistant/sensor/audvik_tv/onVolumeInfoNotify_field2/config"), 0U)
         << "the number shows it";
+}
+
+TEST_F(BridgeTest, IsOneOfAllThatSoundctlAsksAndCommands) {
+    auto const soundctl = [this](std::string const& words) {
+        return joined({AUDVIK_SOUNDCTL, "--broker", address_}, wordsOf(words));
+    };
+    Observer observer(address_);
+    observer.retain("audvik/odd/status", "offline: odd");
+    observer.retain("audvik/odd/on/onVolumeInfoNotify", R"({"arguments": {}})");
+    observer.retain("audvik/odd/on/onMuteInfoNotify", "no JSON");
+    ASSERT_TRUE(observer.isTold("audvik/odd/on/onMuteInfoNotify", "no JSON"));
+    Program const monitor(soundctl("monitor --json"));
+    Program sent(soundctl("send cmdVolumeSet 0 30 --expect onVolumeInfoNotify"));
+    EXPECT_TRUE(sent.ends(1, "1 of 2 sets did not do it"));
+    EXPECT_TRUE(has(sent.output(), "odd              offline: odd"));
+    EXPECT_TRUE(has(sent.output(), "tv               onVolumeInfoNotify field1=0 volume=30"));
+    // Not waiting any longer for what a set has refused.
+    Program refused(
+        soundctl("--set tv send --expect onVolumeInfoNotify --timeout 1min "
+                 "cmdEnabelSoundAudioDataCB false"));
+    EXPECT_TRUE(refused.ends(1));
+    EXPECT_TRUE(has(refused.output(), "error: the bridge itself switches that"));
+
+    Program state(soundctl("state"));
+    EXPECT_TRUE(state.ends(0));
+    EXPECT_TRUE(has(state.output(), R"(odd              {"arguments": {}})"));
+    EXPECT_TRUE(has(state.output(), "volume=30"));
+    Program document(soundctl("state --json"));
+    EXPECT_TRUE(document.ends(0));
+    Json const sets = Json::parse(document.output());
+    EXPECT_EQ(sets["tv"]["onVolumeInfoNotify"]["field2"], 30);
+    EXPECT_EQ(sets["odd"]["onMuteInfoNotify"], nullptr);
+
+    EXPECT_TRUE(observer.waitFor([&] {
+        observer.retain("audvik/odd/on/onMuteInfoNotify", "no JSON");
+        observer.ask("cmdVolumeSet", "{}");
+        return has(monitor.output(), R"("set":"tv")") && has(monitor.output(), R"("no JSON")");
+    })) << monitor.errors();
 }
 
 TEST_F(BridgeTest, TellsItsSupervisorThatItWorks) {

@@ -128,11 +128,31 @@ private:
     tools::MqttClient client_;
 };
 
+/// What a set, or whoever has put it there, has said: an object.
+Json lineOf(std::string const& payload) {
+    try {
+        auto line = tools::parseJson(payload);
+        if (line.is_object()) return line;
+    } catch (std::exception const&) {  // likewise none
+    }
+    return {{"payload", payload}};
+}
+
+/// @return why a set does not do a command; nothing when it does, or has not answered
+std::optional<std::string> refusal(std::map<std::string, std::string> const& answers,
+                                   std::string const& set) {
+    auto const answer = answers.find(set);
+    if (answer == answers.end()) return std::nullopt;
+    auto const line = lineOf(answer->second);
+    if (line.contains("status")) return std::nullopt;
+    bool const isSaid = line.contains("error") && line["error"].is_string();
+    return isSaid ? line["error"].get<std::string>() : answer->second;
+}
+
 /// A notification's line as text, or as it is when it is none that this program knows.
 std::string readable(std::string const& name, std::string const& payload) {
     try {
-        return readableLine(reflection::findNotification(name),
-                            tools::parseJson(payload)["arguments"]);
+        return readableLine(reflection::findNotification(name), lineOf(payload).at("arguments"));
     } catch (std::exception const&) {
         return payload;
     }
@@ -169,20 +189,20 @@ void sendToFleet(FleetOptions const& options, SendOptions const& send) {
     fleet.workUntil(
         [&] {
             return std::all_of(sets.begin(), sets.end(), [&](auto const& set) {
-                return set.second != "online" || heard.contains(set.first);
+                return set.second != "online" || heard.contains(set.first) ||
+                       refusal(fleet.answers, set.first);
             });
         },
         std::chrono::duration_cast<Clock::duration>(step.timeout));
     std::size_t failures = 0;
     for (auto const& [set, status] : sets) {
-        auto const answer =
-            fleet.answers.contains(set) ? tools::parseJson(fleet.answers[set]) : Json();
-        bool const isDone = heard.contains(set) && !answer.contains("error");
+        auto const refused = refusal(fleet.answers, set);
+        bool const isDone = heard.contains(set) && !refused;
         failures += isDone ? 0 : 1;
         if (status != "online") {
             print(set, status);
-        } else if (answer.contains("error")) {
-            print(set, "error: " + answer["error"].get<std::string>());
+        } else if (refused) {
+            print(set, "error: " + *refused);
         } else if (!isDone) {
             print(set, "no answer within " + tools::toText(step.timeout.count()) + " s");
         } else {
@@ -201,7 +221,7 @@ void monitorFleet(FleetOptions const& options, MonitorOptions const& monitor) {
                 [&](std::string const& set, std::string const& name, std::string const& payload) {
                     if (!isAmong(monitor.names, name)) return;
                     if (!monitor.json) return print(set, readable(name, payload));
-                    Json line = tools::parseJson(payload);
+                    Json line = lineOf(payload);
                     line["set"] = set;
                     std::puts(tools::toText(line).c_str());
                     std::fflush(stdout);
@@ -222,7 +242,7 @@ void stateOfFleet(FleetOptions const& options, StateOptions const& state) {
         document[set] = {{"status", status}};
         if (!state.json) print(set, status);
         for (auto const& [name, payload] : known[set]) {
-            document[set][name] = tools::parseJson(payload)["arguments"];
+            document[set][name] = lineOf(payload)["arguments"];
             if (!state.json) print(set, readable(name, payload));
         }
     }

@@ -10,7 +10,7 @@ void append(std::string& line, std::string const& path, std::string_view record,
             tools::Json const& fields) {
     for (std::size_t i = 0; i < types.size(); ++i) {
         auto const name = tools::memberPath(path, tools::noteOf(record, i), i);
-        auto const& value = fields[tools::fieldName(i)];
+        auto const& value = fields.at(tools::fieldName(i));
         if (types[i]->kind == tools::FieldType::Kind::kRecord) {
             append(line, name, types[i]->name, tools::memberTypes(*types[i]), value);
         } else {
