@@ -160,6 +160,9 @@ test('a hundred sets come, speak and go without moving anything', async () => {
     }
     await Promise.all(names.map((name) => tell(name, 'status', 'offline: switched off by its owner', true)));
     await text('#count', '3 of 103 online');
+    await tell(names[0], 'status', 'online', true);
+    await card(names[0], 'online').waitFor();
+    assert.equal(await card(names[0]).locator('.reason').textContent(), '');
     assert.deepEqual(await page.evaluate(() => window.moved), []);
     assert.deepEqual(faults, []);
   } finally {

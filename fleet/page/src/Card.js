@@ -10,6 +10,7 @@ export const kCardTopics = ['status', ...kControls.map(({ notification }) => `on
 export class Card {
   #set;
   #controls;
+  #complaint = '';
   #draw = oncePerFrame(() => this.#show());
 
   /// @param actions  send(set, command, fields), listen(set), choose()
@@ -60,14 +61,14 @@ export class Card {
       // What else the command sets stays as it is.
       const others = this.#set.heard.get(notification)?.arguments;
       actions.send(this.#set, command, { ...others, [field]: input.get() })
-        .catch((error) => this.#complain(error.message));
+        .then(() => this.#complain(''), (error) => this.#complain(error.message));
     });
     this.#part('.controls').append(input.element);
     return { ...input, notification, field };
   }
 
   #complain(message) {
-    this.#part('.reason').textContent = message;
+    this.#complaint = message;
     this.#show();
   }
 
@@ -76,8 +77,9 @@ export class Card {
     const isOnline = state === 'online';
     this.element.dataset.state = state;
     this.#part('.state').textContent = state;
-    if (!isOnline) this.#part('.reason').textContent = reason;
-    this.#part('.reason').title = this.#part('.reason').textContent;
+    if (!isOnline) this.#complaint = '';  // It was about what is over.
+    const said = isOnline ? this.#complaint : reason;
+    Object.assign(this.#part('.reason'), { textContent: said, title: said });
     this.#part('.listen').disabled = !isOnline;
     for (const { element, set, notification, field } of this.#controls) {
       const value = heard.get(notification)?.arguments[field];
