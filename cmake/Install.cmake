@@ -2,7 +2,7 @@
 #
 # Component `runtime` holds the shared libraries, `development` what builds against them and its
 # documentation, `tools` the programs, `python` the Python package, `gstreamer` the plugin, `bridge`
-# the program for a broker. Headers but audvik/audvik.h lie below include/audvik: names such as
+# the program for a broker, `page` what that serves to browsers. Headers but audvik/audvik.h lie below include/audvik: names such as
 # `sound` are taken in /usr/include.
 
 include(CMakePackageConfigHelpers)
@@ -31,6 +31,9 @@ add_custom_target(installed)
 add_dependencies(installed audvik sound-records ${programs})
 if(TARGET audvik-bridge)
   add_dependencies(installed audvik-bridge)
+endif()
+if(TARGET fleet-page)
+  add_dependencies(installed fleet-page)
 endif()
 if(AUDVIK_DESKTOP)
   add_dependencies(installed soundctl-output dissector)
@@ -129,6 +132,10 @@ if(TARGET audvik-bridge)
   install(FILES ${compressed} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/audvik-bridge
     COMPONENT bridge)
   install(FILES cmake/systemd/audvik-bridge.service DESTINATION ${units} COMPONENT bridge)
+endif()
+if(TARGET fleet-page)
+  install(DIRECTORY ${PROJECT_BINARY_DIR}/fleet/page/
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/audvik/fleet-page COMPONENT page)
 endif()
 if(TARGET python-audvik)
   audvik_compress(docs/python.md compressed)

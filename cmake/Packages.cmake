@@ -70,11 +70,22 @@ The live source audviksrc brings a TV's sound into any GStreamer pipeline.")
 set(CPACK_DEBIAN_BRIDGE_PACKAGE_NAME audvik-bridge)
 set(CPACK_DEBIAN_BRIDGE_PACKAGE_SECTION sound)
 set(CPACK_DEBIAN_BRIDGE_PACKAGE_DEPENDS "libaudvik ${same_version}${comma}${needs}")
-set(CPACK_DEBIAN_BRIDGE_PACKAGE_SUGGESTS "mosquitto, audvik-tools")
+set(CPACK_DEBIAN_BRIDGE_PACKAGE_SUGGESTS "mosquitto, audvik-tools, audvik-fleet-page")
 set(CPACK_COMPONENT_BRIDGE_DESCRIPTION "connects a TV's sound service with an MQTT broker
 Tells a broker the state of a set's sound, its level and, to whoever asks for
 it, the sound itself, and takes commands from there: for a rack of sets, or for
 Home Assistant.")
+
+if(TARGET fleet-page)
+  list(APPEND CPACK_COMPONENTS_ALL page)
+  set(CPACK_DEBIAN_PAGE_PACKAGE_NAME audvik-fleet-page)
+  set(CPACK_DEBIAN_PAGE_PACKAGE_ARCHITECTURE all)
+  set(CPACK_DEBIAN_PAGE_PACKAGE_SECTION web)
+  set(CPACK_DEBIAN_PAGE_PACKAGE_SUGGESTS "mosquitto, audvik-bridge")
+  set(CPACK_COMPONENT_PAGE_DESCRIPTION "page that shows and commands a rack of TVs on a broker
+Static files that a broker itself, as mosquitto does, serves to browsers: what
+each set says, its level and its sound, and a form for every command.")
+endif()
 
 if(TARGET python-audvik)
   list(APPEND CPACK_COMPONENTS_ALL python)

@@ -1,7 +1,7 @@
 // Bundles the page into a folder of static files.
 // usage: node build.mjs FOLDER
 import { build } from 'esbuild';
-import { cp, mkdir } from 'node:fs/promises';
+import { appendFile, cp, mkdir, readFile } from 'node:fs/promises';
 import { fileURLToPath } from 'node:url';
 
 const page = fileURLToPath(new URL('page', import.meta.url));
@@ -21,4 +21,6 @@ await build({
   legalComments: 'linked',
   logLevel: 'warning',
 });
+// It is no comment in the code that names the terms of the only package there.
+await appendFile(`${folder}/page.js.LEGAL.txt`, await readFile(new URL('node_modules/mqtt/LICENSE.md', import.meta.url)));
 for (const file of ['index.html', 'style.css']) await cp(`${page}/${file}`, `${folder}/${file}`);
