@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <boost/container/small_vector.hpp>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -80,7 +81,8 @@ struct Field {
     FieldNote const* note = nullptr;
 };
 
-using Fields = std::vector<Field>;
+/// Those of any message in the list, without memory of the heap.
+using Fields = boost::container::small_vector<Field, 64>;
 
 namespace detail {
 
@@ -104,7 +106,8 @@ inline constexpr auto kMembers =
 template <class Type>
 constexpr FieldType makeFieldType() {
     using Kind = FieldType::Kind;
-    FieldType type{Kind::kString, sizeof(Type), [](void* to, void const* from) {
+    FieldType type{Kind::kString, sizeof(Type),
+                   [](void* to, void const* from) {
                        *static_cast<Type*>(to) = *static_cast<Type const*>(from);
                    },
                    [] { return std::shared_ptr<void>(std::make_shared<Type>()); }};
