@@ -8,6 +8,7 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -40,6 +41,15 @@ inline std::int32_t sendNumber(void* module, frameLmqMessageHeader_t const& head
                                frame::TransportInfo const* destination = nullptr) {
     return frameLmqIOServiceSendStructure(module, frame::MsgIds::none, header, destination,
                                           &kNumberTable, &number);
+}
+
+/// @return  how long this process computes while nothing happens, as a part of the time
+inline double busyPart() {
+    constexpr auto kTime = 300ms;
+    auto const before = std::clock();
+    std::this_thread::sleep_for(kTime);
+    return static_cast<double>(std::clock() - before) / CLOCKS_PER_SEC /
+           std::chrono::duration<double>(kTime).count();
 }
 
 /// What a receiver has been called with.
