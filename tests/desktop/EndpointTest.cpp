@@ -282,10 +282,10 @@ protected:
 
     void start() {
         client_ = std::make_unique<ClientConnection>(Address::parse(service_.address()), limits_);
-        auto* const module = client_->addModule(listener_);
-        client_->dispatcher().add({module, kNotification.interfaceCode, kNotification.messageId,
+        module_ = client_->addModule(listener_);
+        client_->dispatcher().add({module_, kNotification.interfaceCode, kNotification.messageId,
                                    &Inbox::receive, &inbox_, &kNumberTable});
-        client_->dispatcher().activate(module);
+        client_->dispatcher().activate(module_);
     }
 
     std::int32_t send(std::uint32_t number, frameLmqMessageHeader_t const& header = kCommand) {
@@ -299,6 +299,7 @@ protected:
     Inbox inbox_;
     Listener listener_;
     std::unique_ptr<ClientConnection> client_;
+    IoModule* module_ = nullptr;
 };
 
 TEST_F(ClientEnd, SaysHelloAgainEverLaterAndSendingGivesUp) {
@@ -407,6 +408,9 @@ TEST_F(ClientEnd, ASessionBeginsWithWhatIsStillHeld) {
     while (service_.hear(Kind::kAcknowledge).acknowledge < 4) continue;
     service_.say(Kind::kReset);
     EXPECT_EQ(service_.hear(Kind::kHello).credit, 5U) << "one is with the receiver, three are held";
+    auto idle = std::async(std::launch::async, [this] {
+        return client_->dispatcher().awaitIdle({&module_, 1}, 1min);
+    });
     std::string log;
     EXPECT_TRUE(eventually([&] {
         log += testing::internal::GetCapturedStderr();
@@ -416,6 +420,7 @@ TEST_F(ClientEnd, ASessionBeginsWithWhatIsStillHeld) {
     testing::internal::GetCapturedStderr();
     inbox_.release();
     EXPECT_TRUE(inbox_.await(4)) << "it is no announcement of a stream";
+    EXPECT_EQ(idle.wait_for(10s), std::future_status::ready) << "who waits is not told";
 }
 
 TEST_F(ClientEnd, RegistersByAnyDatagramOfItsSessionAndTakesNoOther) {

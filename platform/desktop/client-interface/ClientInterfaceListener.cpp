@@ -47,15 +47,13 @@ ClientInterfaceListener::~ClientInterfaceListener() = default;
 
 std::int32_t ClientInterfaceListener::init() try {
     if (auto const status = declareStreams(); status < 0) return status;
-    auto const self = self_.lock();
-    if (self == nullptr) return -EINVAL;
     auto* const found =
         static_cast<ServiceInterface*>(desktop::findInterface(kServiceInterfaceName));
     if (found == nullptr) return -ENOENT;
     // There before the first notification; and not left there by a failure, lest commands go out
     // whose answers reach nobody.
     serviceInterface_ = found;
-    auto const status = found->addClient(self);
+    auto const status = found->addClient(self_.lock());
     if (status < 0 && status != -EEXIST) serviceInterface_ = nullptr;
     return status;
 } catch (std::bad_alloc const&) {
