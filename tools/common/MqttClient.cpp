@@ -231,9 +231,9 @@ void MqttClient::listen() {
 }
 
 MqttClient::~MqttClient() {
+    if (!isConnected_) return;
     constexpr auto kFarewell = 1s;
-    for (auto const end = Clock::now() + kFarewell;
-         isConnected_ && !isReady() && Clock::now() < end;) {
+    for (auto const end = Clock::now() + kFarewell; !isReady() && Clock::now() < end;) {
         auto polled = this->polled();
         poll(&polled, 1, 100);
         if (mosquitto_loop_write(mosquitto_.get(), 1) != MOSQ_ERR_SUCCESS) break;
