@@ -1,9 +1,8 @@
-# What `cmake --install` puts where, and the Debian packages.
-#
-# Component `runtime` holds the shared libraries, `development` what builds against them and its
-# documentation, `tools` the programs, `python` the Python package, `gstreamer` the plugin, `bridge`
-# the program for a broker, `page` what that serves to browsers. Headers but audvik/audvik.h lie below include/audvik: names such as
-# `sound` are taken in /usr/include.
+# What `cmake --install` puts where, and the Debian packages.  Component `runtime` holds the
+# shared libraries, `development` what builds against them and its documentation, `tools` the
+# programs, `python` the Python package, `gstreamer` the plugin, `bridge` the program for a
+# broker, `page` what that serves to browsers. Headers but audvik/audvik.h lie below
+# include/audvik: names such as `sound` are taken in /usr/include.
 
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
