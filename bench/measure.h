@@ -9,13 +9,14 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -100,9 +101,12 @@ private:
 };
 
 /// @param number  from the command line
-inline int count(char const* number) {
-    int const value = std::atoi(number);
-    if (value < 1) throw std::invalid_argument(std::string(number) + " is no count");
+inline int count(std::string_view number) {
+    int value = 0;
+    auto const [rest, error] = std::from_chars(number.begin(), number.end(), value);
+    if (error != std::errc{} || rest != number.end() || value < 1) {
+        throw std::invalid_argument(std::string(number) + " is no count");
+    }
     return value;
 }
 

@@ -45,6 +45,8 @@ TEST_F(DebugLog, ThresholdComesFromTheLastOptionElseTheEnvironmentElseIsWarning)
     EXPECT_TRUE(wants(kCspDebugInfo));
     EXPECT_FALSE(wants(kCspDebugTrace));
 
+    EXPECT_EQ(initialise({"host", "--debug-level=trace"}), 0);
+    EXPECT_TRUE(wants(kCspDebugTrace));
     EXPECT_EQ(initialise({"host", "--debug-level=trace", "--debug-level=error"}), 0);
     EXPECT_TRUE(wants(kCspDebugError));
     EXPECT_FALSE(wants(kCspDebugFrameWarning));

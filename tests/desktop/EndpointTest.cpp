@@ -21,14 +21,14 @@ std::chrono::steady_clock::duration timeOf(Action const& action) {
     return std::chrono::steady_clock::now() - start;
 }
 
-/// What is made meanwhile is another user's.
-class OtherUser {
-public:
-    OtherUser() { EXPECT_EQ(::seteuid(65534), 0); }
-    ~OtherUser() { EXPECT_EQ(::seteuid(0), 0); }
-    OtherUser(OtherUser const&) = delete;
-    OtherUser& operator=(OtherUser const&) = delete;
-};
+/// A peer that is another user's.
+template <class... Arguments>
+std::unique_ptr<Peer> makeStranger(Arguments const&... arguments) {
+    EXPECT_EQ(::seteuid(65534), 0);
+    auto stranger = std::make_unique<Peer>(arguments...);
+    EXPECT_EQ(::seteuid(0), 0);
+    return stranger;
+}
 
 TEST(SocketOwner, IsFoundHoweverManySocketsThereAre) {
     std::vector<LocalSocket> const sockets(100);
@@ -82,11 +82,7 @@ TEST_F(ServiceEnd, HasSoManyPlacesAndTellsWhomItRefuses) {
         third.say(Kind::kHello);
         EXPECT_EQ(third.hear().kind, Kind::kReset);
         if (::geteuid() == 0 && ofOneUser == 2) {
-            std::optional<Peer> other;
-            {
-                OtherUser const user;
-                other.emplace(address_);
-            }
+            auto const other = makeStranger(address_);
             testing::internal::CaptureStderr();
             other->join();
             EXPECT_NE(testing::internal::GetCapturedStderr().find(
@@ -280,8 +276,9 @@ protected:
         client_->stopDelivery();
     }
 
-    void start() {
-        client_ = std::make_unique<ClientConnection>(Address::parse(service_.address()), limits_);
+    void start() { start(service_); }
+    void start(Peer const& service) {
+        client_ = std::make_unique<ClientConnection>(Address::parse(service.address()), limits_);
         module_ = client_->addModule(listener_);
         client_->dispatcher().add({module_, kNotification.interfaceCode, kNotification.messageId,
                                    &Inbox::receive, &inbox_, &kNumberTable});
@@ -320,6 +317,7 @@ TEST_F(ClientEnd, SaysHelloAgainEverLaterAndSendingGivesUp) {
 }
 
 TEST_F(ClientEnd, IsToldThatThereIsNoPlaceForIt) {
+    testing::internal::CaptureStderr();
     start();
     auto sending = std::async(std::launch::async, [&] { return send(1); });
     while (sending.wait_for(0s) != std::future_status::ready) {
@@ -328,6 +326,8 @@ TEST_F(ClientEnd, IsToldThatThereIsNoPlaceForIt) {
     }
     EXPECT_EQ(sending.get(), -ECONNREFUSED);
     EXPECT_TRUE(listener_.hears("failed 111 "));
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("takes no further client"),
+              std::string::npos);
     service_.welcome();
     EXPECT_TRUE(listener_.hears("failed 111 connected "));
 }
@@ -363,9 +363,12 @@ TEST_F(ClientEnd, BeginsAnewWhenTheServiceIsSilent) {
 TEST_F(ClientEnd, CommandsOutliveASessionThatTheServiceForgotAndNoOther) {
     for (auto const kind : {Kind::kReset, Kind::kBye}) {
         client_.reset();
+        testing::internal::CaptureStderr();
         start();
         service_.welcome();
         EXPECT_EQ(send(5), 0);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+        testing::internal::CaptureStderr();
         EXPECT_EQ(service_.hear(Kind::kData).sequence, 0U);
         auto const old = service_.session;
         service_.say(kind);
@@ -374,6 +377,7 @@ TEST_F(ClientEnd, CommandsOutliveASessionThatTheServiceForgotAndNoOther) {
         EXPECT_EQ(send(6), 0);
         EXPECT_EQ(service_.hear(Kind::kData).sequence, 0U);
         EXPECT_EQ(service_.number, kind == Kind::kReset ? 5U : 6U);
+        EXPECT_NE(testing::internal::GetCapturedStderr().find("is back"), std::string::npos);
         service_.say(Kind::kAcknowledge, kind == Kind::kReset ? 2 : 1);
     }
 }
@@ -451,19 +455,39 @@ TEST_F(ClientEnd, SaysGoodbyeWhenAllIsTakenOrAfterAWhile) {
 
 TEST_F(ClientEnd, DoesNotTakeAnotherUsersPortForTheService) {
     if (::geteuid() != 0) GTEST_SKIP() << "only root can be another user";
-    std::unique_ptr<Peer> stranger;
-    {
-        OtherUser const other;
-        stranger = std::make_unique<Peer>();
-    }
+    auto const stranger = makeStranger();
     limits_.registration = 5s;
+    limits_.ownerKnown = 0ms;
     testing::internal::CaptureStderr();
-    client_ = std::make_unique<ClientConnection>(Address::parse(stranger->address()), limits_);
+    start(*stranger);
     auto sending = std::async(std::launch::async, [&] { return send(1); });
     while (sending.wait_for(0s) != std::future_status::ready) stranger->welcome();
     EXPECT_EQ(sending.get(), -EACCES);
     EXPECT_NE(testing::internal::GetCapturedStderr().find("belongs to user 65534"),
               std::string::npos);
+}
+
+TEST_F(ClientEnd, LosesAServiceWhosePortAnotherUserTakesOnceItAsksAgainWhoseItIs) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can be another user";
+    for (auto const known : {std::chrono::milliseconds(1h), 0ms}) {
+        limits_.ownerKnown = known;
+        auto peer = std::make_unique<Peer>();
+        start(*peer);
+        peer->welcome();
+        EXPECT_TRUE(listener_.hears(known == 0ms ? "connected connected " : "connected "));
+        auto const session = peer->session;
+        auto const client = peer->end();
+        auto const address = peer->address();
+        peer.reset();
+        peer = makeStranger(client, address);
+        peer->session = session;
+        testing::internal::CaptureStderr();
+        peer->say(0, message(kNotification, 1));
+        EXPECT_TRUE(known == 0ms ? listener_.hears("connected connected lost 13 failed 13 ")
+                                 : inbox_.await(1));
+        testing::internal::GetCapturedStderr();
+        client_.reset();
+    }
 }
 
 }  // namespace

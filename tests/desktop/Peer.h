@@ -19,10 +19,13 @@ inline Bytes message(frameLmqMessageHeader_t const& header, std::uint32_t number
 /// The other end of a session, whose datagrams the test makes itself.
 class Peer {
 public:
-    /// @param end  whom it talks to; whoever it has heard last if left out
-    explicit Peer(std::string end = "") : end_(std::move(end)) {}
+    /// @param end      whom it talks to; whoever it has heard last if left out
+    /// @param address  where it is; a free port if left out
+    explicit Peer(std::string end = "", std::string const& address = "127.0.0.1:0")
+        : socket_(SOCK_DGRAM, address), end_(std::move(end)) {}
 
     std::string const& address() const { return socket_.address(); }
+    std::string const& end() const { return end_; }
     frame::TransportInfo info() const {
         auto const port = std::stoul(address().substr(address().find(':') + 1));
         return {{0x7F000001, static_cast<std::uint32_t>(port), 0, 77, ~0U, ~0U, ~0U}};

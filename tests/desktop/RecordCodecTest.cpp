@@ -92,6 +92,8 @@ TEST(Datagram, EveryDefectIsFound) {
                (header.kind == Kind::kData &&
                 checkMessageHeader(bytes.subspan(kHeaderSize)) != nullptr);
     };
+    EXPECT_EQ(decodeMessageHeader(std::span(kDatagram).subspan(kHeaderSize)).header.notification,
+              1);
     for (std::size_t size = 0; size < kDatagram.size(); ++size) {
         EXPECT_TRUE(isWrong(std::span(kDatagram).first(size))) << size;
     }

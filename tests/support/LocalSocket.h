@@ -14,16 +14,16 @@
 #include <string>
 #include <vector>
 
-/// A socket at a free port of the loopback address. Addresses are "127.0.0.1:port".
+/// A socket at a port of the loopback address. Addresses are "127.0.0.1:port", 0 for a free port.
 class LocalSocket {
 public:
-    explicit LocalSocket(int type = SOCK_DGRAM)
+    explicit LocalSocket(int type = SOCK_DGRAM, std::string const& address = "127.0.0.1:0")
         : socket_(::socket(AF_INET, type | SOCK_CLOEXEC, 0)) {
-        auto local = socketAddress("127.0.0.1:0");
+        auto local = socketAddress(address);
         socklen_t size = sizeof local;
         auto* const generic = reinterpret_cast<sockaddr*>(&local);
         if (::bind(socket_, generic, size) != 0 || ::getsockname(socket_, generic, &size) != 0) {
-            throw std::runtime_error("there is no free port");
+            throw std::runtime_error("the port is taken");
         }
         address_ = toText(local);
         timeval const limit{10, 0};

@@ -20,9 +20,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// How long the answer to "whose port is it?" holds.
-constexpr std::chrono::seconds kAskAgainAfter{1};
-
 std::uint64_t randomSession() {
     std::uint64_t session = 0;
     while (getrandom(&session, sizeof session, 0) != sizeof session || session == 0) continue;
@@ -200,7 +197,7 @@ bool ClientConnection::trustsService(TimePoint now) {
     if (now < askAgainAt_ || !service_.isLoopback()) return trusted_;
     auto const owner = ownerOfSocket(service_);
     trusted_ = owner && (*owner == 0 || *owner == geteuid());
-    askAgainAt_ = now + kAskAgainAfter;
+    askAgainAt_ = now + endpoint_.limits().ownerKnown;
     if (trusted_) distrustReported_ = false;
     if (!owner || trusted_) return trusted_;
     if (!std::exchange(distrustReported_, true)) {

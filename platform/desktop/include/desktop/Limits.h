@@ -50,6 +50,7 @@ struct Limits {
     milliseconds registration{1000};   ///< how long a command waits for it
     milliseconds stall{2000};          ///< how long a command waits without any progress
     milliseconds stuckReceiver{5000};  ///< when the log says that one waits for a lost service
+    milliseconds ownerKnown{1000};     ///< how long the answer to "whose port is it?" holds
 
     // The service's.
     /// It relies on its clients to ask, and asks only those that do not.
