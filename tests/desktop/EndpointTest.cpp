@@ -433,10 +433,14 @@ TEST_F(ClientEnd, RegistersByAnyDatagramOfItsSessionAndTakesNoOther) {
     service_.say(0, message(kNotification, 1));
     service_.say(Kind::kReset);
     --service_.session;
+    testing::internal::CaptureStderr();
+    service_.say(Kind::kHello);
     service_.say(0, message(kNotification, 2));
     EXPECT_TRUE(inbox_.await(1));
     EXPECT_EQ(inbox_.numbers(), std::vector<std::uint32_t>{2});
     EXPECT_TRUE(listener_.hears("connected "));
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("a client's datagram"),
+              std::string::npos);
 }
 
 TEST_F(ClientEnd, SaysGoodbyeWhenAllIsTakenOrAfterAWhile) {

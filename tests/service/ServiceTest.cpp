@@ -268,6 +268,39 @@ void expectRefusal(std::vector<std::string> words, std::vector<std::string> cons
     }
 }
 
+TEST_F(ServiceTest, OptionsHaveBoundsAndSomeNeedOthers) {
+    using Words = std::vector<std::string>;
+    auto const tone = [](Words words) {
+        words.insert(words.begin(), {"--tone", "1"});
+        return words;
+    };
+    for (auto words : {Words{"--tone", "0"},
+                       {"--tone", "24001"},
+                       {"--tone", "96001", "--rate", "192000"},
+                       tone({"--rate", "1"}),
+                       tone({"--rate", "192001"}),
+                       tone({"--channels", "0"}),
+                       tone({"--channels", "9"}),
+                       tone({"--duration", "0"}),
+                       tone({"--duration", "86401"}),
+                       tone({"--block", "0"}),
+                       tone({"--block", "16385"}),
+                       tone({"--speed", "1"}),
+                       tone({"--loop"}),
+                       tone({"file.wav"}),
+                       Words{"--rate", "8000"},
+                       {"--channels", "1"},
+                       {"--duration", "1"}}) {
+        words.insert(words.begin(), AUDVIK_SOUND_SERVICE);
+        EXPECT_EQ(Program(words).status(), 2) << testing::PrintToString(words);
+    }
+    for (auto const& words :
+         {tone({"--rate", "2", "--channels", "8", "--duration", "0.5", "--block", "1"}),
+          {"--tone", "96000", "--rate", "192000", "--duration", "86400", "--block", "16384"}}) {
+        startService(words);
+    }
+}
+
 TEST_F(ServiceTest, AFolderThatIsNotThisUsersAloneIsRefused) {
     TemporaryFolder const runtime;
     auto const folder = useRuntimeFolder(runtime);

@@ -26,8 +26,6 @@ using namespace std::chrono_literals;
 constexpr std::size_t kMostPipes = 16;  // for each stream
 /// So many are made before it is looked whether one has become free, which costs a system call.
 constexpr std::size_t kFirstPipes = 4;
-/// A client that takes no block for so long loses its stream.
-constexpr auto kPatience = 10s;
 /// When to try again what failed for want of something that may come back.
 constexpr auto kRetry = 100ms;
 constexpr auto kAnnounceRetry = 20ms;
@@ -155,12 +153,16 @@ Player::Clock::time_point Player::serve(Stream& stream, Announce const& announce
         if (!sendBlock(stream, announce)) continue;
     }
     if (stream.announced.empty()) return next;
-    if (now - stream.lastProgress >= kPatience) takeClosedPipes();
-    if (!stream.announced.empty() && now - stream.lastProgress >= kPatience) {
-        end(stream, "it has taken no block for 10 s");
+    if (now - stream.lastProgress >= settings_.patience) takeClosedPipes();
+    if (!stream.announced.empty() && now - stream.lastProgress >= settings_.patience) {
+        char reason[64];
+        std::snprintf(reason, sizeof reason, "it has taken no block for %g s",
+                      std::chrono::duration<double>(settings_.patience).count());
+        end(stream, reason);
         return now + kOpeningGrace;
     }
-    return std::min(next, std::max(stream.lastProgress, now - kPatience) + kPatience);
+    return std::min(next,
+                    std::max(stream.lastProgress, now - settings_.patience) + settings_.patience);
 }
 
 /// Has a pipe at the front of the free ones.

@@ -30,6 +30,8 @@ public:
     struct Settings {
         std::size_t blockSize = 4096;
         bool fast = false;  ///< as fast as clients take the blocks, not in real time
+        /// A client that takes no block for so long loses its stream.
+        std::chrono::milliseconds patience{10'000};
     };
 
     /// Tells a client that a block waits in a pipe.
