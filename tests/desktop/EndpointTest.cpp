@@ -387,7 +387,9 @@ TEST_F(ClientEnd, AWishIsRepeatedUnlessItIsQueuedAnyway) {
     start();
     service_.welcome();
     EXPECT_TRUE(listener_.hears("connected "));
+    while (service_.canHear()) service_.hear(Kind::kHello);
     EXPECT_EQ(send(8, kSwitch), 0);
+    EXPECT_EQ(service_.hear().kind, Kind::kData) << "it is registered and says no hello";
     EXPECT_EQ(send(9, kSwitch), 0);
     service_.say(Kind::kReset);
     service_.welcome();
@@ -425,6 +427,12 @@ TEST_F(ClientEnd, ASessionBeginsWithWhatIsStillHeld) {
     inbox_.release();
     EXPECT_TRUE(inbox_.await(4)) << "it is no announcement of a stream";
     EXPECT_EQ(idle.wait_for(10s), std::future_status::ready) << "who waits is not told";
+
+    testing::internal::CaptureStderr();
+    service_.say(Kind::kReset);
+    std::this_thread::sleep_for(5 * limits_.stuckReceiver);
+    EXPECT_EQ(testing::internal::GetCapturedStderr().find("has not returned"), std::string::npos)
+        << "it has";
 }
 
 TEST_F(ClientEnd, RegistersByAnyDatagramOfItsSessionAndTakesNoOther) {
@@ -471,6 +479,15 @@ TEST_F(ClientEnd, DoesNotTakeAnotherUsersPortForTheService) {
               std::string::npos);
 }
 
+TEST_F(ClientEnd, TakesRootsService) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can be another user";
+    ASSERT_EQ(::seteuid(65534), 0);
+    start();
+    service_.welcome();
+    EXPECT_TRUE(listener_.hears("connected "));
+    ASSERT_EQ(::seteuid(0), 0);
+}
+
 TEST_F(ClientEnd, LosesAServiceWhosePortAnotherUserTakesOnceItAsksAgainWhoseItIs) {
     if (::geteuid() != 0) GTEST_SKIP() << "only root can be another user";
     for (auto const known : {std::chrono::milliseconds(1h), 0ms}) {
@@ -489,7 +506,9 @@ TEST_F(ClientEnd, LosesAServiceWhosePortAnotherUserTakesOnceItAsksAgainWhoseItIs
         peer->say(0, message(kNotification, 1));
         EXPECT_TRUE(known == 0ms ? listener_.hears("connected connected lost 13 failed 13 ")
                                  : inbox_.await(1));
-        testing::internal::GetCapturedStderr();
+        EXPECT_EQ(
+            testing::internal::GetCapturedStderr().find("belongs to user") != std::string::npos,
+            known == 0ms);
         client_.reset();
     }
 }
