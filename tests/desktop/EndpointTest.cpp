@@ -347,6 +347,25 @@ TEST_F(ClientEnd, CommandsWaitForAServiceThatTakesNoneButNotForLong) {
     EXPECT_EQ(sending.get(), 0);
 }
 
+TEST_F(ClientEnd, CommandsWaitLongerWhileTheServiceTakesSome) {
+    limits_.commandsQueued = 2;
+    limits_.stall = 300ms;
+    start();
+    service_.welcome(0);
+    EXPECT_EQ(send(0), 0);
+    EXPECT_EQ(send(1), 0);
+    auto one = std::async(std::launch::async, [&] { return send(2); });
+    auto other = std::async(std::launch::async, [&] { return send(3); });
+    for (std::uint32_t taken = 0; taken < 2; ++taken) {
+        std::this_thread::sleep_for(200ms);
+        service_.say(Kind::kAcknowledge, taken, 1);
+        service_.hear(Kind::kData);
+        service_.say(Kind::kAcknowledge, taken + 1, 0);
+    }
+    EXPECT_EQ(one.get(), 0);
+    EXPECT_EQ(other.get(), 0);
+}
+
 TEST_F(ClientEnd, BeginsAnewWhenTheServiceIsSilent) {
     limits_.link.idlePingInterval = limits_.link.pingRepeat = 20ms;
     limits_.link.pingsUnanswered = 2;

@@ -20,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include "Pipe.h"
 #include "TemporaryFolder.h"
 
 namespace sound::service {
@@ -144,6 +145,23 @@ TEST_F(PlayerTest, WhoTakesNothingHasSoManyBlocksWaitingAndIsNotWaitedForForEver
     auto const log = testing::internal::GetCapturedStderr();
     EXPECT_NE(log.find("it has taken no block for 0.3 s; its stream is ended"), std::string::npos)
         << log;
+}
+
+using PipeTest = PlayerTest;
+
+TEST_F(PipeTest, HasABlockWholeOrNotAtAll) {
+    Pipe pipe(folder_->path() + "/1", kBlock);
+    try {
+        pipe.put(std::vector<std::byte>(1 << 20));
+        ADD_FAILURE() << "there is room for it";
+    } catch (std::system_error const& error) {
+        EXPECT_EQ(error.code().value(), ENOBUFS);
+    }
+    EXPECT_TRUE(pipe.isEmpty());
+    pipe.put(std::vector<std::byte>(2));
+    EXPECT_FALSE(pipe.isEmpty());
+    pipe.drain();
+    EXPECT_TRUE(pipe.isEmpty());
 }
 
 using PipeFolderTest = PlayerTest;

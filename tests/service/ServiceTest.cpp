@@ -297,7 +297,7 @@ TEST_F(ServiceTest, OptionsHaveBoundsAndSomeNeedOthers) {
     for (auto const& words :
          {tone({"--rate", "2", "--channels", "8", "--duration", "0.5", "--block", "1"}),
           {"--tone", "96000", "--rate", "192000", "--duration", "86400", "--block", "16384"}}) {
-        startService(words);
+        EXPECT_TRUE(startService(words)->says("playing a tone of"));
     }
 }
 

@@ -434,13 +434,15 @@ TEST_F(Soundctl, ARecordingWithoutItsSoundFails) {
 
 TEST_F(Soundctl, ASessionIsPlayedBackAsItWasRecorded) {
     std::string const file = folder_.file("session");
-    std::string text = "{\"session\": 1}\n" + line(0.5, "onNewNotify", {}) +
+    std::string text = "{\"session\": 1, \"interface\": \"of another year\"}\n" +
+                       line(0.5, "onNewNotify", {}) +
                        line(0.6, "onMuteInfoNotify", {{"field9", 1}});
     for (int i = 1; i <= 5; ++i) text += line(1 + i * 0.4, "onMuteInfoNotify", {{"field1", i}});
     writeFile(file, text + line(3.1, "onSoundFlagsInfoNotify", {{"field1", 7}}));
     startService({"--replay", file, "--speed", "4", "--loop"});
     for (auto const* const complaint :
-         {":2: no notification that tells a state is called onNewNotify",
+         {" was recorded with other messages or fields than there are now",
+          ":2: no notification that tells a state is called onNewNotify",
           ":3: onMuteInfoNotify: field9"}) {
         EXPECT_TRUE(has(service_->errors(), file + complaint));
     }
