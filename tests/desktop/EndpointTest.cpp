@@ -35,8 +35,10 @@ TEST(SocketOwner, IsFoundHoweverManySocketsThereAre) {
     for (auto const& socket : sockets) {
         EXPECT_EQ(ownerOfSocket(Address::parse(socket.address())), ::geteuid());
     }
-    auto const unused = LocalSocket().address();
-    EXPECT_EQ(ownerOfSocket(Address::parse(unused)), std::nullopt);
+    auto const unused = Address::parse(LocalSocket().address());
+    EXPECT_EQ(ownerOfSocket(unused), std::nullopt);
+    UdpSocket const everywhere(UdpSocket::Role::kListen, {0, unused.port});
+    EXPECT_EQ(ownerOfSocket(unused), ::geteuid());
 }
 
 using ServiceEnd = Desktop;
@@ -468,6 +470,23 @@ TEST_F(ClientEnd, RegistersByAnyDatagramOfItsSessionAndTakesNoOther) {
     EXPECT_TRUE(listener_.hears("connected "));
     EXPECT_NE(testing::internal::GetCapturedStderr().find("a client's datagram"),
               std::string::npos);
+}
+
+TEST_F(ClientEnd, SaysWhenANotificationIsNotWhatItsTableSays) {
+    start();
+    service_.welcome();
+    for (auto const* const expected : {"", "1 datagram(s) dropped, the latest from "}) {
+        testing::internal::CaptureStderr();
+        auto const number = static_cast<std::uint32_t>(*expected != 0);
+        auto notification = message(kNotification, number);
+        notification.resize(notification.size() + number);
+        service_.say(number, notification);
+        while (service_.hear().acknowledge <= number) continue;
+        auto const log = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(log.substr(std::min(log.find("1 datagram"), log.size()), std::strlen(expected)),
+                  expected)
+            << log;
+    }
 }
 
 TEST_F(ClientEnd, SaysGoodbyeWhenAllIsTakenOrAfterAWhile) {

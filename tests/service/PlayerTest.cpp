@@ -71,6 +71,11 @@ protected:
         player_->switchStream(kClient, true);
     }
 
+    void stop() {
+        playing_ = {};
+        player_.reset();
+    }
+
     /// Which blocks have been announced, by their numbers from the sound's beginning.
     std::vector<std::size_t> blocks() {
         std::lock_guard const lock(mutex_);
@@ -145,6 +150,26 @@ TEST_F(PlayerTest, WhoTakesNothingHasSoManyBlocksWaitingAndIsNotWaitedForForEver
     auto const log = testing::internal::GetCapturedStderr();
     EXPECT_NE(log.find("it has taken no block for 0.3 s; its stream is ended"), std::string::npos)
         << log;
+}
+
+TEST_F(PlayerTest, WhoIsJustOpeningAPipeIsGivenTimeWhenItIsWithdrawn) {
+    for (bool const ends : {false, true}) {
+        play(std::vector<std::int32_t>(16, 0), false);
+        ASSERT_TRUE(eventually([this] { return pipes() == 16; }));
+        pollfd reader{openToRead(std::filesystem::directory_iterator(folder_->path())->path()), 0,
+                      0};
+        auto const start = std::chrono::steady_clock::now();
+        if (ends) {
+            stop();
+        } else {
+            player_->forget(kClient);
+        }
+        EXPECT_EQ(pipes(), 0U);
+        EXPECT_EQ(::poll(&reader, 1, 5000), 1) << "the writer does not go";
+        EXPECT_GE(std::chrono::steady_clock::now() - start, kOpeningGrace);
+        ::close(reader.fd);
+        EXPECT_EQ(blocks().size(), 16U) << "nothing is announced to one who has gone";
+    }
 }
 
 using PipeTest = PlayerTest;
