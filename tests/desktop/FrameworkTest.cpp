@@ -22,6 +22,15 @@ TEST_F(Framework, RefusesWhatItCannotStart) {
     EXPECT_NE(testing::internal::GetCapturedStderr().find("127.0.0.1:12321"), std::string::npos);
 }
 
+TEST_F(Framework, RefusesReceiversThatItCannotCall) {
+    startService();
+    auto* const module = service_->ioModule();
+    auto const add = frameLmqIOServiceRegisterMessageHandlerFunction;
+    EXPECT_EQ(add(nullptr, kCommand, &Inbox::receive, nullptr, &kNumberTable), -EINVAL);
+    EXPECT_EQ(add(module, kCommand, nullptr, nullptr, &kNumberTable), -EINVAL);
+    EXPECT_EQ(add(module, kCommand, &Inbox::receive, nullptr, nullptr), -EINVAL);
+}
+
 TEST_F(Framework, FailedStartLeavesNoNewMemberAndTheOldOnesAsTheyWere) {
     auto* const old = connect();
     int oldInterface = 0;

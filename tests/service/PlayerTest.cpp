@@ -123,12 +123,15 @@ private:
 
 TEST_F(PlayerTest, WhatCannotBeAnnouncedIsTriedAgainOrEndsTheStream) {
     testing::internal::CaptureStderr();
+    auto const start = std::chrono::steady_clock::now();
     play({-EAGAIN, -ENOMEM, 0, 0, -EIO}, true);
     EXPECT_TRUE(eventually([this] { return blocks().size() == 5; }));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 40ms) << "tried again without a pause";
     EXPECT_TRUE(eventually([this] { return pipes() == 0; }));
     EXPECT_EQ(blocks(), (std::vector<std::size_t>{0, 0, 0, 1, 2}));
     auto const log = testing::internal::GetCapturedStderr();
-    EXPECT_NE(log.find("Input/output error; its stream is ended"), std::string::npos) << log;
+    EXPECT_NE(log.find("127.0.0.1:1: Input/output error; its stream is ended"), std::string::npos)
+        << log;
 
     testing::internal::CaptureStderr();
     play({0, 0}, true);
@@ -213,7 +216,13 @@ TEST_F(PipeFolderTest, IsThereForOneServiceAndWithoutARuntimeFolderElsewhere) {
         EXPECT_EQ(error.code(), std::errc::address_in_use);
     }
     ::setenv("XDG_RUNTIME_DIR", "/nowhere", 1);
+    auto const next = [] { return ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0); };
+    auto const before = next();
+    ::close(before);
     EXPECT_NE(PipeFolder("here").path().find("/sound-service-"), std::string::npos);
+    auto const after = next();
+    ::close(after);
+    EXPECT_EQ(after, before) << "a descriptor is left open";
 }
 
 TEST_F(PipeFolderTest, TellsWhichPipesWereClosedAndWhenItHasMissedSome) {
