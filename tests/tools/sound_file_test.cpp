@@ -56,6 +56,16 @@ TEST(SoundFile, WhatIsExactIsRoundedAndNeverMadeLouder) {
     EXPECT_EQ(same.describe(), "48000 Hz, 2 channels, 0.00 s");
 }
 
+TEST(Tone, IsASineOnAllChannels) {
+    constexpr int kRate = 1000;
+    auto const samples = played(makeTone(3, kRate, 2, {}));
+    ASSERT_EQ(samples.size(), 2U * kRate);
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        auto const frame = static_cast<double>(i / 2);
+        EXPECT_NEAR(samples[i], 16384 * std::sin(2 * std::numbers::pi * 3 * frame / kRate), 1) << i;
+    }
+}
+
 TEST(SoundFile, CompressedSoundIsAsLongAndAsLoudAsItWas) {
     TemporaryFolder const folder;
     Samples tone;
