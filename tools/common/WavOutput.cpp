@@ -1,5 +1,6 @@
 #include <sndfile.h>
 
+#include <cstdint>
 #include <stdexcept>
 
 #include "SoundOutput.h"
@@ -7,6 +8,9 @@
 namespace tools {
 
 namespace {
+
+/// What a WAV file's header can tell: 6 hours of 48000 Hz and 2 channels.
+constexpr std::uint64_t kMost = 0xFFFFFFFF - 36;
 
 class WavOutput : public SoundOutput {
 public:
@@ -28,10 +32,15 @@ public:
 
     std::size_t write(std::span<unsigned char const> samples) override {
         std::size_t const size = samples.size() / format_.frameSize() * format_.frameSize();
+        if (size > kMost - written_) {
+            fail("cannot write more to ",
+                 "a WAV file has room for 4 GiB; what is recorded until here is complete");
+        }
         auto const wanted = static_cast<sf_count_t>(size);
         if (sf_write_raw(file_, samples.data(), wanted) != wanted) {
             fail("cannot write to ", sf_strerror(file_));
         }
+        written_ += size;
         return size;
     }
 
@@ -49,6 +58,7 @@ private:
     std::string path_;
     StreamFormat format_;
     SNDFILE* file_;
+    std::uint64_t written_ = 0;
 };
 
 }  // namespace
