@@ -28,8 +28,9 @@ Options readOptions(int argc, char** argv) {
                    "file to write, or - for standard output, as when not given")
         ->type_name("FILE");
     app.add_option("-f,--format", options.container,
-                   "wav, as when not given for a file; au, which says rate and channels in a pipe, "
-                   "too; or raw 16-bit samples, as when not given for standard output")
+                   "wav, of 4 GiB at most, as when not given for a file; au, which says rate and "
+                   "channels in a pipe, too; or raw 16-bit samples, as when not given for standard "
+                   "output")
         ->check(CLI::IsMember({"wav", "au", "raw"}))
         ->type_name("FORMAT");
     tools::addFormatOptions(app, options.format, options.formatIsGiven);

@@ -148,7 +148,9 @@ void declareRecord(CLI::App& app, Action& action) {
     recording->footer(kRecordNotes);
     recording->add_option("FILE", options->path, "the session's file to write")->required();
     auto* const path =
-        recording->add_option("--audio", audio.path, "a WAV file to write, with the sound played")
+        recording
+            ->add_option("--audio", audio.path,
+                         "a WAV file to write, of 4 GiB at most, with the sound played")
             ->type_name("FILE.wav");
     tools::addFormatOptions(*recording, audio.format, audio.formatIsGiven);
     for (auto const* const name : {"--rate", "--channels"}) {
