@@ -171,6 +171,37 @@ TEST_F(ServiceEnd, ForgetsAClientThatHasLeftOrBegunAnew) {
     client.join();
     ASSERT_TRUE(eventually([&] { return gone_ == 2; }));
     EXPECT_EQ(notify(1, &info), -ENOTCONN);
+
+    commands_.hold();
+    client.say(0, message(kCommand, 1));
+    ASSERT_TRUE(commands_.await(1));
+    client.say(1, message(kCommand, 2));
+    client.say(Kind::kBye);
+    commands_.release();
+    EXPECT_TRUE(commands_.await(2)) << "what it has said before holds";
+}
+
+/// Whether a message that is as its table says passes without a word, and one that is longer not.
+void expectComplaint(Peer& peer, frameLmqMessageHeader_t const& header) {
+    for (auto const* const expected : {"", "1 datagram(s) dropped, the latest from 127.0.0.1:"}) {
+        testing::internal::CaptureStderr();
+        auto const number = static_cast<std::uint32_t>(*expected != 0);
+        auto bytes = message(header, number);
+        bytes.resize(bytes.size() + number);
+        peer.say(number, bytes);
+        while (peer.hear().acknowledge <= number) continue;
+        auto const log = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(log.substr(std::min(log.find("1 datagram"), log.size()), std::strlen(expected)),
+                  expected)
+            << log;
+    }
+}
+
+TEST_F(ServiceEnd, SaysWhenACommandIsNotWhatItsTableSays) {
+    startService();
+    Peer client(address_);
+    client.join();
+    expectComplaint(client, kCommand);
 }
 
 TEST_F(ServiceEnd, CommandsWaitForAClientThatIsBehindButNotForLong) {
@@ -479,18 +510,7 @@ TEST_F(ClientEnd, RegistersByAnyDatagramOfItsSessionAndTakesNoOther) {
 TEST_F(ClientEnd, SaysWhenANotificationIsNotWhatItsTableSays) {
     start();
     service_.welcome();
-    for (auto const* const expected : {"", "1 datagram(s) dropped, the latest from "}) {
-        testing::internal::CaptureStderr();
-        auto const number = static_cast<std::uint32_t>(*expected != 0);
-        auto notification = message(kNotification, number);
-        notification.resize(notification.size() + number);
-        service_.say(number, notification);
-        while (service_.hear().acknowledge <= number) continue;
-        auto const log = testing::internal::GetCapturedStderr();
-        EXPECT_EQ(log.substr(std::min(log.find("1 datagram"), log.size()), std::strlen(expected)),
-                  expected)
-            << log;
-    }
+    expectComplaint(service_, kNotification);
 }
 
 TEST_F(ClientEnd, SaysGoodbyeWhenAllIsTakenOrAfterAWhile) {

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "Address.h"
 #include "test_support.h"
 
 namespace desktop::test {
@@ -17,9 +18,15 @@ TEST_F(Framework, RefusesWhatItCannotStart) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(process.startAppMembersSync([]() -> void** { return nullptr; }), -ENOMEM);
     stopAppMembers();
-    setenv("LMQR2_UDPHOST", "localhost", 1);
-    EXPECT_EQ(startMembers({}), -EINVAL);
+    for (auto const* const address : {"localhost", "127.0.0.1", "127.0.0.1:0", "127.0.0.1:65536",
+                                      "127.0.0.1:1x", "127.0.0.1:", "1.2.3:4", ":1"}) {
+        setenv("LMQR2_UDPHOST", address, 1);
+        EXPECT_EQ(startMembers({}), -EINVAL) << address;
+    }
     EXPECT_NE(testing::internal::GetCapturedStderr().find("127.0.0.1:12321"), std::string::npos);
+    for (auto const* const address : {"1.2.3.4:1", "254.253.252.251:65535"}) {
+        EXPECT_EQ(Address::parse(address).toString(), address);
+    }
 }
 
 TEST_F(Framework, RefusesReceiversThatItCannotCall) {
@@ -47,6 +54,7 @@ TEST_F(Framework, FailedStartLeavesNoNewMemberAndTheOldOnesAsTheyWere) {
     Member::stopped.clear();
     EXPECT_EQ(startMembers({first, good, bad}), -77);
     EXPECT_EQ(Member::destroyed, 3);
+    EXPECT_EQ(Member::attached, 1);
     EXPECT_EQ(Member::stopped, (std::vector{good, first})) << "who has started, the last one first";
     old->unregisterInterface(&newInterface);
     EXPECT_EQ(findInterface("name"), &oldInterface);
@@ -56,6 +64,8 @@ TEST_F(Framework, FailedStartLeavesNoNewMemberAndTheOldOnesAsTheyWere) {
     EXPECT_TRUE(second.numbers().empty());
     old->unregisterInterface(&oldInterface);
     EXPECT_EQ(findInterface("name"), nullptr);
+    stopAppMembers();
+    EXPECT_EQ(Member::attached, 0);
 }
 
 TEST_F(Framework, StartingAgainLeavesOneSetOfReceiversAndMissesNothing) {

@@ -113,6 +113,17 @@ TEST_F(LinkTest, CountsTheTimeToTheFirstRepetitionFromTheMessage) {
         now_ += 1ms;
         EXPECT_EQ(says(), "D0");
     }
+
+    link_ = Link(1, 1, {}, now_);
+    hear(Kind::kWelcome, 0);
+    send(2);
+    EXPECT_EQ(says(), "D0D1");
+    now_ += 299ms;
+    hear(Kind::kAcknowledge, 1, 99);
+    now_ += 299ms;
+    EXPECT_EQ(says(), "") << "there was progress";
+    now_ += 1ms;
+    EXPECT_EQ(says(), "D1");
 }
 
 TEST_F(LinkTest, SendsAWindowOfMessagesAndOneOfBytes) {

@@ -118,6 +118,14 @@ public:
         }
         return 0;
     }
+    std::int32_t attachProcess(frame::Process /*process*/) override {
+        ++attached;
+        return 0;
+    }
+    std::int32_t detachProcess() override {
+        --attached;
+        return 0;
+    }
     std::int32_t performStarting() override { return startStatus; }
     std::int32_t performStopping() override {
         stopped.push_back(this);
@@ -147,6 +155,7 @@ public:
     std::atomic<int> disconnectError = 1;
     static inline std::vector<Member*> stopped;
     static inline std::atomic<int> destroyed = 0;
+    static inline int attached = 0;  ///< to the process
 
 private:
     Inbox* inbox_;

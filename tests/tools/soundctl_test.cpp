@@ -123,6 +123,9 @@ TEST_F(Soundctl, SendsEachCommandAndHearsEachNotificationWhole) {
     writeFile(folder_.file("log"), service_->output());
     std::size_t next = 0;
     for (Json const& line : linesOf(readFile(folder_.file("log")))) {
+        EXPECT_TRUE(line["client"] == "all" ||
+                    line["client"].get<std::string>().starts_with("127.0.0.1:"))
+            << line;
         if (!line.contains("command")) continue;
         ASSERT_LT(next, sent.size());
         EXPECT_EQ(line["command"], sent[next]["command"]);

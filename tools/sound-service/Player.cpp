@@ -150,7 +150,7 @@ Player::Clock::time_point Player::serve(Stream& stream, Announce const& announce
             waitsForReaders_ = true;
             break;
         }
-        if (!sendBlock(stream, announce)) continue;
+        sendBlock(stream, announce);
     }
     if (stream.announced.empty()) return next;
     if (now - stream.lastProgress >= settings_.patience) takeClosedPipes();
@@ -225,9 +225,8 @@ std::int32_t Player::tryToAnnounce(Announce const& announce, frame::TransportInf
     }
 }
 
-/// Puts the next block into the first free pipe and announces it.
-/// @return false when it has to be tried again later
-bool Player::sendBlock(Stream& stream, Announce const& announce) {
+/// Puts the next block into the first free pipe and announces it, or has that tried again later.
+void Player::sendBlock(Stream& stream, Announce const& announce) {
     auto const size = copyBlock(sound_, stream.position, buffer_);
     if (stream.announced.empty()) stream.lastProgress = Clock::now();
     auto const pipe = stream.free.begin();
@@ -235,13 +234,13 @@ bool Player::sendBlock(Stream& stream, Announce const& announce) {
         pipe->put(std::span(buffer_).first(size));
     } catch (std::system_error const& error) {
         end(stream, error.what());
-        return false;
+        return;
     }
     auto const status = tryToAnnounce(announce, stream.client, *pipe, size);
     if (status >= 0) {
         stream.announced.splice(stream.announced.end(), stream.free, pipe);
         stream.position += size;
-        return true;
+        return;
     }
     pipe->drain();
     if (status == -EAGAIN || status == -ENOMEM) {
@@ -251,7 +250,6 @@ bool Player::sendBlock(Stream& stream, Announce const& announce) {
     } else {
         end(stream, std::strerror(-status));
     }
-    return false;
 }
 
 /// Ends a stream for a reason that its client did not ask for. It may start again.

@@ -78,7 +78,7 @@ private:
     Clock::time_point dueTime(Stream const& stream) const;
     Clock::time_point serveAll(Announce const& announce);
     Clock::time_point serve(Stream& stream, Announce const& announce);
-    bool sendBlock(Stream& stream, Announce const& announce);
+    void sendBlock(Stream& stream, Announce const& announce);
     static std::int32_t tryToAnnounce(Announce const& announce, frame::TransportInfo const& client,
                                       Pipe const& pipe, std::size_t size);
     bool findFreePipe(Stream& stream);
