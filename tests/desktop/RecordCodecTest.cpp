@@ -92,8 +92,11 @@ TEST(Datagram, EveryDefectIsFound) {
                (header.kind == Kind::kData &&
                 checkMessageHeader(bytes.subspan(kHeaderSize)) != nullptr);
     };
-    EXPECT_EQ(decodeMessageHeader(std::span(kDatagram).subspan(kHeaderSize)).header.notification,
-              1);
+    auto const start = std::span(kDatagram).subspan(kHeaderSize);
+    auto const [header, msgIds] = decodeMessageHeader(start);
+    EXPECT_EQ(header.notification, 1);
+    EXPECT_EQ(msgIds.words[1], 0x91929394);
+    EXPECT_TRUE(std::ranges::equal(encodeMessageHeader({header, msgIds}), start));
     for (std::size_t size = 0; size < kDatagram.size(); ++size) {
         EXPECT_TRUE(isWrong(std::span(kDatagram).first(size))) << size;
     }
