@@ -7,6 +7,7 @@
 
 #include "ClientConnection.h"
 #include "desktop/streams.h"
+#include "MalformedLog.h"
 #include "Peer.h"
 #include "RegistrationLimit.h"
 #include "socket_owner.h"
@@ -40,6 +41,26 @@ TEST(SocketOwner, IsFoundHoweverManySocketsThereAre) {
     EXPECT_EQ(ownerOfSocket(unused), std::nullopt);
     UdpSocket const everywhere(UdpSocket::Role::kListen, {0, unused.port});
     EXPECT_EQ(ownerOfSocket(unused), ::geteuid());
+}
+
+TEST(MalformedLog, SaysOnceASecondHowManyThereWere) {
+    MalformedLog log;
+    TimePoint const start{1h};
+    testing::internal::CaptureStderr();
+    for (auto const& [at, expected] : {std::pair{0ms,
+                                                 "1 datagram(s) dropped, the latest from "
+                                                 "1.2.3.4:5: too short"},
+                                       {1ms, ""},
+                                       {999ms, ""},
+                                       {1000ms, "3 datagram(s)"},
+                                       {2000ms, "1 datagram(s)"}}) {
+        log.count("too short", {0x01020304, 5}, start + at);
+        auto const line = testing::internal::GetCapturedStderr();
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(line.empty(), *expected == 0) << line;
+        EXPECT_NE(line.find(expected), std::string::npos) << line;
+    }
+    testing::internal::GetCapturedStderr();
 }
 
 using ServiceEnd = Desktop;

@@ -334,7 +334,7 @@ bool ClientConnection::take(Delivery const& delivery, TimePoint now) {
 void ClientConnection::deliver(Delivery& delivery) {
     if (delivery.event == Event::kMessage) {
         auto const* const wrong = dispatcher_.deliver(delivery.message, delivery.peer);
-        if (wrong != nullptr) endpoint_.malformed().count(wrong, service_);
+        if (wrong != nullptr) endpoint_.malformed().count(wrong, service_, Clock::now());
         return;
     }
     dispatcher_.tell([&delivery](IoModule& module) {

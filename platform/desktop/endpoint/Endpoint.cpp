@@ -263,7 +263,7 @@ void Endpoint::takeIn(std::span<std::uint8_t const> datagram, Address const& fro
     auto const message = datagram.subspan(std::min(kHeaderSize, datagram.size()));
     if (wrong == nullptr && header.kind == Kind::kData) wrong = checkMessageHeader(message);
     if (wrong != nullptr) {
-        malformed_.count(wrong, from);
+        malformed_.count(wrong, from, now);
         return;
     }
     protocol_.receive(header, message, from, now);

@@ -4,10 +4,9 @@
 
 namespace desktop {
 
-void MalformedLog::count(char const* reason, Address const& sender) {
+void MalformedLog::count(char const* reason, Address const& sender, TimePoint now) {
     std::lock_guard const lock(mutex_);
     ++unreported_;
-    auto const now = std::chrono::steady_clock::now();
     if (now < quietUntil_) return;
     quietUntil_ = now + std::chrono::seconds(1);
     logLine(kFrameWarning, "%u datagram(s) dropped, the latest from %s: %s", unreported_,

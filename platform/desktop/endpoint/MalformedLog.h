@@ -13,7 +13,7 @@ class MalformedLog {
 public:
     /// Counts a datagram that is dropped. Any thread.
     /// @param reason  "shorter than a header"
-    void count(char const* reason, Address const& sender);
+    void count(char const* reason, Address const& sender, TimePoint now);
 
 private:
     std::mutex mutex_;

@@ -305,7 +305,9 @@ void Service::Impl::deliver(Delivery& delivery) {
     }
     holdBack();
     auto const* const wrong = dispatcher_.deliver(delivery.message, delivery.peer);
-    if (wrong != nullptr) endpoint_.malformed().count(wrong, addressOf(delivery.peer));
+    if (wrong != nullptr) {
+        endpoint_.malformed().count(wrong, addressOf(delivery.peer), Clock::now());
+    }
 }
 
 bool Service::Impl::anyIsBehind() const {
