@@ -77,14 +77,14 @@ test('a slider that is moved on a card is in what the set says', async () => {
   await text('#said-onVolumeInfoNotify dd', '21 %');
   // The form shows what holds, and sends what is changed in it.
   const slider = page.locator('#cmdVolumeSet input[type=range]');
-  assert.equal(await slider.inputValue(), '21');
+  await until(() => document.querySelector('#cmdVolumeSet input[type=range]').value === '21');
   await slider.press('End');
   await page.locator('#cmdVolumeSet button').press('Enter');
   await text('#cmdVolumeSet .send', /taken in \d+ ms/);
   await text('#said-onVolumeInfoNotify dd.flash', '100 %');
   await page.keyboard.press('Escape');
   await volumeOf('tv-1', '100 %');
-  assert.ok(await page.evaluate(() => document.activeElement.textContent === 'tv-1'));
+  await until(() => document.activeElement.textContent === 'tv-1');
   assert.deepEqual(faults, []);
 });
 
