@@ -197,7 +197,9 @@ bool ClientConnection::trustsService(TimePoint now) {
     if (now < askAgainAt_ || !service_.isLoopback()) return trusted_;
     auto const owner = ownerOfSocket(service_);
     trusted_ = owner && (*owner == 0 || *owner == geteuid());
-    askAgainAt_ = now + endpoint_.limits().ownerKnown;
+    // The kernel's table is read in parts, and one that is there may be missed while others come
+    // and go: then it is asked again at once.
+    if (owner) askAgainAt_ = now + endpoint_.limits().ownerKnown;
     if (trusted_) distrustReported_ = false;
     if (!owner || trusted_) return trusted_;
     if (!std::exchange(distrustReported_, true)) {
