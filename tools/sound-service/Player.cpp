@@ -161,8 +161,7 @@ Player::Clock::time_point Player::serve(Stream& stream, Announce const& announce
         end(stream, reason);
         return now + kOpeningGrace;
     }
-    return std::min(next,
-                    std::max(stream.lastProgress, now - settings_.patience) + settings_.patience);
+    return std::min(next, std::max(stream.lastProgress + settings_.patience, now));
 }
 
 /// Has a pipe at the front of the free ones.

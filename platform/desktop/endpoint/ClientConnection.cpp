@@ -198,7 +198,7 @@ bool ClientConnection::trustsService(TimePoint now) {
     auto const owner = ownerOfSocket(service_);
     trusted_ = owner && (*owner == 0 || *owner == geteuid());
     // The kernel's table is read in parts, and one that is there may be missed while others come
-    // and go: then it is asked again at once.
+    // and go: then it is asked again with the next datagram.
     if (owner) askAgainAt_ = now + endpoint_.limits().ownerKnown;
     if (trusted_) distrustReported_ = false;
     if (!owner || trusted_) return trusted_;
