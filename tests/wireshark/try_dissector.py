@@ -33,8 +33,10 @@ def skip(reason):
 
 
 def tshark(dissector, capture, *options):
+    # A client's port may happen to be one that another dissector claims.
     result = subprocess.run(
-        ["tshark", "-X", f"lua_script:{dissector}", "-r", capture, *options], check=True,
+        ["tshark", "-X", f"lua_script:{dissector}", "-o", "udp.try_heuristic_first:TRUE", "-r",
+         capture, *options], check=True,
         stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
     if "there cannot be two protocols" in result.stderr:
         skip("another audvik dissector is installed; remove audvik-tools")
@@ -187,6 +189,7 @@ def try_capture(dissector, service, soundctl):
         while time.monotonic() < end and not (
                 capture.exists() and capture.read_bytes().count(b"\x28\x67\x12\x36") > 1):
             subprocess.run(send, check=True, stdout=subprocess.DEVNULL)
+            time.sleep(0.05)
         player.terminate()
         player.wait()
         watcher.terminate()
