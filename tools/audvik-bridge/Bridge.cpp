@@ -16,47 +16,41 @@ using sound::reflection::Notification;
 using std::chrono::steady_clock;
 using tools::MqttMessage;
 
-namespace {
-
-/// @param changed  hears of the service, from the first moment on
-tools::SoundSource& startSource(std::string const& debugLevel, std::function<void(bool)> changed) {
-    tools::watchConnection(std::move(changed));
-    return tools::SoundSource::start({"audvik-bridge", "--debug-level=" + debugLevel});
-}
-
-}  // namespace
-
 Bridge::Bridge(Settings settings)
     : settings_(std::move(settings)),
       root_("audvik/" + settings_.set + '/'),
       wakeUp_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-      sound_(std::make_shared<Sound>(settings_.levelRate, [this] { wake(); })),
-      source_(startSource(settings_.debugLevel,
-                          [this](bool /*isPresent*/) {
-                              // What another service would say is not known.
-                              heard_.forget();
-                              isOtherService_ = true;
-                              wake();
-                          })),
-      client_(sound::reflection::Client::Proxy::kIsStarted),
-      commands_(client_, settings_.set) {
-    source_.add(sound_);
-    client_.listen([this](Notification const& notification, tools::Json const& arguments) {
+      broker_(std::make_unique<tools::MqttClient>(
+          settings_.broker, "audvik-bridge-" + settings_.set,
+          tools::MqttClient::Events{[this] { greet(); },
+                                    [this](MqttMessage const& message) { take(message); },
+                                    [this](std::string const& reason) { miss(reason); }},
+          MqttMessage{root_ + "status", "offline", true})),
+      sound_(std::make_shared<Sound>(settings_.levelRate, [this] { wake(); })) {}
+
+void Bridge::start() {
+    tools::watchConnection([this](bool /*isPresent*/) {
+        // What another service would say is not known.
+        heard_.forget();
+        isOtherService_ = true;
+        wake();
+    });
+    source_ =
+        &tools::SoundSource::start({"audvik-bridge", "--debug-level=" + settings_.debugLevel});
+    source_->add(sound_);
+    client_.emplace(sound::reflection::Client::Proxy::kIsStarted);
+    commands_.emplace(*client_, settings_.set);
+    client_->listen([this](Notification const& notification, tools::Json const& arguments) {
         // A block's pipe is of no use to anybody elsewhere.
         if (notification.relation == "streams") return;
         heard_.take(notification, arguments);
         wake();
     });
-    broker_ = std::make_unique<tools::MqttClient>(
-        settings_.broker, "audvik-bridge-" + settings_.set,
-        tools::MqttClient::Events{[this] { greet(); },
-                                  [this](MqttMessage const& message) { take(message); },
-                                  [this](std::string const& reason) { miss(reason); }},
-        MqttMessage{root_ + "status", "offline", true});
 }
 
 void Bridge::run(int ending) {
     constexpr int kTick = 500;  // in milliseconds
+    start();
     tools::notifySupervisor("READY=1");
     auto watchdogDue = steady_clock::now();
     for (std::array<pollfd, 3> polled{}; polled[2].revents == 0;) {
@@ -72,7 +66,7 @@ void Bridge::run(int ending) {
         tools::notifySupervisor("WATCHDOG=1");
         watchdogDue = steady_clock::now() + tools::watchdogInterval();
     }
-    client_.listen(nullptr);
+    client_->listen(nullptr);
     publish("status", "offline: the bridge was stopped");
     broker_.reset();
 }
@@ -97,7 +91,7 @@ void Bridge::take(MqttMessage const& message) {
     if (!topic.starts_with("do/")) return sound_->renewLease();
     constexpr std::size_t kLongestName = 64;
     MqttMessage answer{message.responseTopic,
-                       commands_.take(topic.substr(3, kLongestName), message)};
+                       commands_->take(topic.substr(3, kLongestName), message)};
     answer.correlation = message.correlation;
     // What this bridge says in its own topics nobody else makes it say.
     if (!answer.topic.starts_with(root_)) broker_->publish(answer);
@@ -140,7 +134,7 @@ void Bridge::meetService() {
     tellStatus();
     for (auto const& notification : sound::reflection::notifications()) {
         if (notification.relation != "answers") continue;
-        commands_.take(std::string(notification.command), {});
+        commands_->take(std::string(notification.command), {});
     }
 }
 
@@ -149,9 +143,9 @@ void Bridge::switchSound() {
     if (sound_->isWanted() == soundIsOn_) return;
     soundIsOn_ = !soundIsOn_;
     if (soundIsOn_) {
-        source_.enable();
+        source_->enable();
     } else {
-        source_.disable();
+        source_->disable();
     }
 }
 

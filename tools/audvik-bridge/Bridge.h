@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "Client.h"
@@ -19,16 +20,19 @@ struct Settings {
     std::string debugLevel = "warning";
 };
 
-/// Stands between a set's sound service and a broker. Must stay until the process ends.
+/// Stands between a set's sound service and a broker.
 class Bridge {
 public:
-    /// @throws tools::UsageError, tools::Failure
+    /// @throws tools::UsageError for settings that do not make sense
     explicit Bridge(Settings settings);
 
+    /// From here on it must stay until the process ends.
     /// @param ending  a descriptor that can be read when it is to end
+    /// @throws tools::Failure when this process cannot be a client of the service
     void run(int ending);
 
 private:
+    void start();
     void greet();
     void take(tools::MqttMessage const& message);
     void miss(std::string const& reason);
@@ -42,14 +46,15 @@ private:
     Settings const settings_;
     std::string const root_;  ///< of the set's topics, with a slash
     int const wakeUp_;
-    // The delivery thread's, too, from when the source has started.
+    std::unique_ptr<tools::MqttClient> broker_;
+    // The delivery thread's, too, from the start on.
     std::atomic<bool> isOtherService_ = false;
     tools::Heard heard_;
     std::shared_ptr<Sound> const sound_;
-    tools::SoundSource& source_;
-    sound::reflection::Client client_;
-    Commands commands_;
-    std::unique_ptr<tools::MqttClient> broker_;
+    // From the start on.
+    tools::SoundSource* source_ = nullptr;
+    std::optional<sound::reflection::Client> client_;
+    std::optional<Commands> commands_;
     bool soundIsOn_ = false;
     std::string missed_;  ///< why there is no broker, as it was printed
 };
