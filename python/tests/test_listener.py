@@ -57,8 +57,8 @@ def test_async_for_leaves_the_loop_free(service):
                 assert notification.field2 == 30
                 heard.close()
             with pytest.raises(asyncio.TimeoutError):
-                service.terminate()
-                await asyncio.wait_for(anext(aiter(tv.notifications())), 0.3)
+                unheard = tv.notifications(audvik.onVolumeInfoNotify)
+                await asyncio.wait_for(anext(aiter(unheard)), 0.3)
         ticking.cancel()
         return ticks
 
