@@ -43,6 +43,18 @@ TEST(SocketOwner, IsFoundHoweverManySocketsThereAre) {
     EXPECT_EQ(ownerOfSocket(unused), ::geteuid());
 }
 
+TEST(UdpSocket, SendsWhatComesAfterARefusal) {
+    auto const address = LocalSocket().address();
+    UdpSocket const socket(UdpSocket::Role::kConnect, Address::parse(address));
+    std::uint8_t const byte = 5;
+    UdpSocket::Outgoing const datagram{{&byte, 1}, {}, {}};
+    EXPECT_FALSE(socket.send({&datagram, 1})) << "nobody listens";
+    LocalSocket const peer(SOCK_DGRAM, address);
+    EXPECT_TRUE(socket.send({&datagram, 1}));
+    std::string from;
+    EXPECT_EQ(peer.receive(from), Bytes{byte});
+}
+
 TEST(MalformedLog, SaysOnceASecondHowManyThereWere) {
     MalformedLog log;
     TimePoint const start{1h};
@@ -103,8 +115,12 @@ TEST_F(ServiceEnd, HasSoManyPlacesAndTellsWhomItRefuses) {
         first.join();
         second.join();
         first.join();
+        testing::internal::CaptureStderr();
         third.say(Kind::kHello);
         EXPECT_EQ(third.hear().kind, Kind::kReset);
+        EXPECT_NE(testing::internal::GetCapturedStderr().find(
+                      ofOneUser == 2 ? "refused: its user has taken" : "refused: all places"),
+                  std::string::npos);
         if (::geteuid() == 0 && ofOneUser == 2) {
             auto const other = makeStranger(address_);
             testing::internal::CaptureStderr();
@@ -227,6 +243,7 @@ TEST_F(ServiceEnd, SaysWhenACommandIsNotWhatItsTableSays) {
 
 TEST_F(ServiceEnd, CommandsWaitForAClientThatIsBehindButNotForLong) {
     limits_.notificationsBehind = 2;
+    limits_.standInDelay = 1h;
     for (auto const limit : {50ms, std::chrono::milliseconds(1h)}) {
         limits_.holdBack = limit;
         startService();
@@ -303,7 +320,12 @@ public:
     void onIOConnectionConnectionFailed(int error) override {
         add("failed " + std::to_string(-error));
     }
-    void onIOConnectionDisconnected(int error) override { add("lost " + std::to_string(-error)); }
+    void onIOConnectionDisconnected(int error) override {
+        add("lost " + std::to_string(-error));
+        if (whenLost) whenLost();
+    }
+
+    std::function<void()> whenLost;  ///< to be set before anything can be lost
 
     bool hears(std::string const& expected) {
         return eventually([&] {
@@ -381,6 +403,27 @@ TEST_F(ClientEnd, SaysHelloAgainEverLaterAndSendingGivesUp) {
     EXPECT_TRUE(listener_.hears("connected "));
 }
 
+TEST_F(ClientEnd, SaysHelloAtOnceForWhoWantsToSend) {
+    limits_.firstHello = 1h;
+    start();
+    service_.hear(Kind::kHello);
+    auto sending = std::async(std::launch::async, [&] { return send(1); });
+    service_.welcome();
+    EXPECT_EQ(sending.get(), 0);
+    service_.say(Kind::kAcknowledge, 1);
+}
+
+TEST_F(ClientEnd, SaysHelloOftenAgainInANewSession) {
+    limits_.firstHello = 20ms;
+    limits_.lastHello = 1h;
+    start();
+    for (int i = 0; i < 7; ++i) service_.session = service_.hear(Kind::kHello).session;
+    service_.say(Kind::kWelcome);
+    service_.say(Kind::kReset);
+    service_.hear(Kind::kHello);
+    EXPECT_LT(timeOf([&] { service_.hear(Kind::kHello); }), 1s);
+}
+
 TEST_F(ClientEnd, IsToldThatThereIsNoPlaceForIt) {
     testing::internal::CaptureStderr();
     start();
@@ -422,6 +465,32 @@ TEST_F(ClientEnd, CommandsWaitLongerWhileTheServiceTakesSome) {
     std::multiset<std::int32_t> results;
     for (auto& each : waiting) results.insert(each.get());
     EXPECT_EQ(results, (std::multiset{-ETIMEDOUT, 0, 0}));
+}
+
+TEST_F(ClientEnd, IsServedWhileTheDeliveryThreadWaitsToSend) {
+    limits_.standInDelay = 1h;
+    limits_.commandsQueued = 1;
+    auto const sendTwo = [this] {
+        EXPECT_EQ(send(1), 0);
+        EXPECT_EQ(send(2), 0);
+    };
+    inbox_.react = [&](auto, auto const&) { sendTwo(); };
+    listener_.whenLost = sendTwo;
+    auto const takeTwo = [this] {
+        for (std::uint32_t i = 0; i < 2; ++i) {
+            while (service_.hear(Kind::kData).sequence != i) continue;
+            service_.say(Kind::kAcknowledge, i + 1);
+        }
+    };
+    start();
+    service_.welcome();
+    service_.say(0, message(kNotification, 1));
+    takeTwo();
+    EXPECT_TRUE(inbox_.await(1));
+    service_.say(Kind::kReset);
+    service_.welcome();
+    takeTwo();
+    EXPECT_TRUE(listener_.hears("connected lost 104 connected "));
 }
 
 TEST_F(ClientEnd, BeginsAnewWhenTheServiceIsSilent) {

@@ -17,6 +17,9 @@ TEST_F(Framework, RefusesWhatItCannotStart) {
     EXPECT_EQ(process.startAppMembersSync(nullptr), -EINVAL);
     testing::internal::CaptureStderr();
     EXPECT_EQ(process.startAppMembersSync([]() -> void** { return nullptr; }), -ENOMEM);
+    auto* const deaf = new Member(nullptr);
+    deaf->registerStatus = -77;
+    EXPECT_EQ(startMembers({deaf}), -77);
     stopAppMembers();
     for (auto const* const address : {"localhost", "127.0.0.1", "127.0.0.1:0", "127.0.0.1:65536",
                                       "127.0.0.1:1x", "127.0.0.1:", "1.2.3:4", ":1"}) {

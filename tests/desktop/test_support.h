@@ -116,7 +116,7 @@ public:
             frameLmqIOServiceRegisterMessageHandlerFunction(lmqIOModule(), header, &Inbox::receive,
                                                             inbox_, &kNumberTable);
         }
-        return 0;
+        return registerStatus;
     }
     std::int32_t attachProcess(frame::Process /*process*/) override {
         ++attached;
@@ -149,6 +149,7 @@ public:
     using AbstractComponent::registerInterface;
     using AbstractComponent::unregisterInterface;
 
+    std::int32_t registerStatus = 0;
     std::int32_t startStatus = 0;
     std::atomic<int> connected = 0;
     std::atomic<int> disconnected = 0;

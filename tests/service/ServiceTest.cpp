@@ -216,8 +216,11 @@ TEST_F(ServiceTest, AStreamGoesOnWhenPipesCanBeMadeAgain) {
     std::filesystem::rename(folder, folder + ".away");
     switchAudioData(true);
     EXPECT_TRUE(service->says("No such file or directory; it is tried again"));
+    std::this_thread::sleep_for(300ms);  // more than once
     std::filesystem::rename(folder + ".away", folder);
     EXPECT_EQ(listener_->await(16'000).size(), 16'000U);
+    auto const log = service->errors();
+    EXPECT_EQ(log.find("tried again"), log.rfind("tried again")) << log;
 }
 
 /// How often a process has waited for something, all its threads together.
@@ -299,6 +302,7 @@ TEST_F(ServiceTest, OptionsHaveBoundsAndSomeNeedOthers) {
           {"--tone", "96000", "--rate", "192000", "--duration", "86400", "--block", "16384"}}) {
         EXPECT_TRUE(startService(words)->says("playing a tone of"));
     }
+    EXPECT_TRUE(startService({})->says("playing nothing"));
 }
 
 TEST_F(ServiceTest, AFolderThatIsNotThisUsersAloneIsRefused) {
@@ -324,6 +328,8 @@ TEST_F(ServiceTest, AFileThatCannotBePlayedIsRefused) {
     std::string const header("RIFF\x2C\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0\x80\x3E\0\0",
                              32);
     std::string const format16("\2\0\x10\0data\x08\1\2\3", 12);
+    auto const withChunk =
+        header.substr(0, 12) + std::string("odd \3\0\0\0abc\0", 12) + header.substr(12);
     std::string const noData("\2\0\x10\0data\0\0\0\0", 12);
     TemporaryFolder const folder;
     struct {
@@ -335,6 +341,7 @@ TEST_F(ServiceTest, AFileThatCannotBePlayedIsRefused) {
         {folder.file("text.wav"), "", "This is no sound."},
         {folder.file("no-samples.wav"), "no samples", header + noData},
         {folder.file("short.wav"), "announces 50463028 bytes", header + format16 + "0123"},
+        {folder.file("chunk.wav"), "announces 50463040 bytes", withChunk + format16 + "0123"},
         {folder.file("header.wav"), "", header},
         {folder.file("nowhere/missing.wav"), "No such file", ""},
         {"/tmp", "not a regular file", ""}};

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <numbers>
+#include <stdexcept>
 
 #include "Sound.h"
 #include "TemporaryFolder.h"
@@ -84,6 +86,9 @@ TEST(SoundFile, CompressedSoundIsAsLongAndAsLoudAsItWas) {
         auto const middle = samples.begin() + static_cast<std::ptrdiff_t>(samples.size() / 2);
         EXPECT_NEAR(*std::max_element(middle, middle + 4000), 8192, 400) << std::hex << format;
     }
+    auto const cutOff = write(folder.file("sound"), SF_FORMAT_FLAC | SF_FORMAT_PCM_16, tone);
+    std::filesystem::resize_file(cutOff, std::filesystem::file_size(cutOff) / 2);
+    EXPECT_THROW(readSoundFile(cutOff), std::runtime_error);
 }
 
 }  // namespace
