@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <ctime>
 #include <sstream>
@@ -65,7 +66,8 @@ TEST_F(DebugLog, UnknownLevelIsReportedAndMeansWarning) {
 }
 
 std::string clock() {
-    auto const now = std::time(nullptr);
+    // Not std::time(), which may still be in the second before.
+    auto const now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
     std::array<char, 16> text{};
     std::strftime(text.data(), text.size(), "%H:%M:%S", std::localtime(&now));
     return text.data();
