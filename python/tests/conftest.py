@@ -1,6 +1,7 @@
 """A sound service for each test that wants one, at an address of this process's own."""
 
 import contextlib
+import ipaddress
 import os
 import signal
 import socket
@@ -12,14 +13,18 @@ import time
 import pytest
 
 
+# An address that no other process uses: a port which is free there stays free.
+HOST = str(ipaddress.ip_address(0x7F400000 + os.getpid()))
+
+
 def free_port():
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
-        probe.bind(("127.0.0.1", 0))
+        probe.bind((HOST, 0))
         return probe.getsockname()[1]
 
 
 # Where the library, once started, looks for the rest of the process.
-os.environ["AUDVIK_SERVICE"] = f"127.0.0.1:{free_port()}"
+os.environ["AUDVIK_SERVICE"] = f"{HOST}:{free_port()}"
 # Where services have their pipes.
 RUNTIME_FOLDER = tempfile.TemporaryDirectory()
 os.environ["XDG_RUNTIME_DIR"] = RUNTIME_FOLDER.name

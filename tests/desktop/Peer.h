@@ -1,6 +1,7 @@
 // A peer for one end of the transport.
 #pragma once
 
+#include "Address.h"
 #include "bytes.h"
 #include "Datagram.h"
 #include "MessageHeader.h"
@@ -21,14 +22,14 @@ class Peer {
 public:
     /// @param end      whom it talks to; whoever it has heard last if left out
     /// @param address  where it is; a free port if left out
-    explicit Peer(std::string end = "", std::string const& address = "127.0.0.1:0")
+    explicit Peer(std::string end = "", std::string const& address = ownHost() + ":0")
         : socket_(SOCK_DGRAM, address), end_(std::move(end)) {}
 
     std::string const& address() const { return socket_.address(); }
     std::string const& end() const { return end_; }
     frame::TransportInfo info() const {
-        auto const port = std::stoul(address().substr(address().find(':') + 1));
-        return {{0x7F000001, static_cast<std::uint32_t>(port), 0, 77, ~0U, ~0U, ~0U}};
+        auto const [host, port] = Address::parse(address());
+        return {{host, port, 0, 77, ~0U, ~0U, ~0U}};
     }
 
     void say(Kind kind, std::uint32_t acknowledge = 0, std::uint32_t credit = 100) {

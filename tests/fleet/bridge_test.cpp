@@ -106,8 +106,8 @@ protected:
     BridgeTest() {
         ::setenv("AUDVIK_SERVICE", LocalSocket().address().c_str(), 1);
         ::setenv("AUDVIK_NAMES", AUDVIK_EXAMPLES "/names.json", 1);
-        writeFile(folder_.file("mosquitto.conf"), "listener " + port_ +
-                                                      " 127.0.0.1\nallow_anonymous true\n"
+        writeFile(folder_.file("mosquitto.conf"), "listener " + port_ + ' ' + host_ +
+                                                      "\nallow_anonymous true\n"
                                                       "max_queued_messages 0\n");
         startBroker();
         startService();
@@ -139,7 +139,8 @@ protected:
 
     TemporaryFolder folder_;
     std::string const address_ = LocalSocket(SOCK_STREAM).address();
-    std::string const port_ = address_.substr(address_.find(':') + 1);
+    std::string const host_ = address_.substr(0, address_.find(':'));
+    std::string const port_ = address_.substr(host_.size() + 1);
     std::unique_ptr<Program> broker, service, bridge;
 };
 
@@ -184,8 +185,8 @@ TEST_F(BridgeTest, RefusesWhatIsWrongAndGoesOn) {
     observer.send("audvik/tv/do/cmdMuteSet", "{", "", "audvik/tv/status");
     observer.send("audvik/tv/do/cmdMuteSet", std::string(300 << 10, ' '));
     // Retained, by somebody whose name has the broker end the bridge's connection.
-    ASSERT_TRUE(Program({"mosquitto_pub", "-p", port_, "-i", "audvik-bridge-tv", "-r", "-t",
-                         "audvik/tv/do/cmdMuteSet", "-m", "{}"})
+    ASSERT_TRUE(Program({"mosquitto_pub", "-h", host_, "-p", port_, "-i", "audvik-bridge-tv", "-r",
+                         "-t", "audvik/tv/do/cmdMuteSet", "-m", "{}"})
                     .ends(0));
     ASSERT_TRUE(observer.isTold("audvik/tv/status", "offline"));
     ASSERT_TRUE(observer.isTold("audvik/tv/status", "online"));
@@ -215,7 +216,7 @@ TEST_F(BridgeTest, KeepsNothingOfAServiceThatHasGone) {
     observer.ask("cmdVolumeSet", R"({"volume": 30})");
     ASSERT_TRUE(observer.sees(kVolume, R"("field2":30)"));
     service.reset();
-    ASSERT_TRUE(observer.sees("audvik/tv/status", "offline: no sound service at 127.0.0.1:"));
+    ASSERT_TRUE(observer.sees("audvik/tv/status", "offline: no sound service at 127."));
     EXPECT_TRUE(observer.isTold(kVolume, ""));
     EXPECT_TRUE(has(observer.ask("cmdVolumeSet", "{}").value("error", ""), "no sound service"));
     observer.last.clear();
@@ -291,8 +292,8 @@ TEST_F(BridgeTest, SendsSoundOnlyWhileSomebodyHoldsALease) {
     auto const before = received("cmdEnabelSoundAudioDataCB");
     startBridge({"--level-rate", "0"});
     ASSERT_TRUE(bridge->says("connected"));
-    Program const heard(
-        {"mosquitto_sub", "-V", "5", "-p", port_, "-t", "audvik/tv/audio", "-F", "%P %l"});
+    Program const heard({"mosquitto_sub", "-V", "5", "-h", host_, "-p", port_, "-t",
+                         "audvik/tv/audio", "-F", "%P %l"});
     Observer observer(address_);
     EXPECT_EQ(received("cmdEnabelSoundAudioDataCB"), before) << "nobody listens";
     observer.send("audvik/tv/audio/lease", "", "", "");

@@ -214,7 +214,7 @@ TEST_F(AudvikSrc, GoesOnWithWhateverServiceComesBack) {
     Pipeline pipeline("audviksrc name=source ! fakesink");
     pipeline.set(GST_STATE_PLAYING);
     EXPECT_TRUE(has(pipeline.next(GST_MESSAGE_ELEMENT), "audvik-service-lost"));
-    EXPECT_TRUE(has(pipeline.next(GST_MESSAGE_WARNING), "There is no sound service at 127.0.0.1:"));
+    EXPECT_TRUE(has(pipeline.next(GST_MESSAGE_WARNING), "There is no sound service at 127."));
     serve({"--tone", "440"});
     EXPECT_TRUE(has(pipeline.next(GST_MESSAGE_ELEMENT), "audvik-service-back"));
     pipeline.waitFor(20);

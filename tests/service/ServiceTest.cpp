@@ -79,14 +79,13 @@ private:
 class ServiceTest : public ::testing::Test {
 protected:
     ServiceTest() { useOwnAddress(); }
-    // The next one has another address.
+    // The next one has another address. The service is killed afterwards: it may have announced
+    // a block that the client is about to open.
     ~ServiceTest() override { desktop::stopAppMembers(); }
 
-    static std::unique_ptr<Program> startService(std::vector<std::string> words) {
-        words.insert(words.begin(), AUDVIK_SOUND_SERVICE);
-        auto service = std::make_unique<Program>(std::move(words));
-        EXPECT_TRUE(service->says("listening on"));
-        return service;
+    void startService(std::vector<std::string> const& options) {
+        service_.reset();
+        service_ = startSoundService(options);
     }
 
     void startClient() {
@@ -109,26 +108,27 @@ protected:
     }
 
     boost::shared_ptr<Listener> listener_ = boost::make_shared<Listener>();
+    std::unique_ptr<Program> service_;
 };
 
 TEST_F(ServiceTest, NoPipeHasTheNameOfAnEarlierServices) {
     constexpr std::size_t kBlock = 3840;
     std::vector<std::string> const words{"--tone", "440", "--duration", "0.02"};
-    auto service = startService(words);
+    startService(words);
     startClient();
     switchAudioData(true);
     for (std::size_t services = 1; services <= 3; ++services) {
         EXPECT_EQ(listener_->await(services * kBlock).size(), services * kBlock);
         EXPECT_EQ(listener_->pipes().size(), services);
-        service->signal(SIGTERM);
-        service->status();
-        service = startService(words);
+        service_->signal(SIGTERM);
+        service_->status();
+        startService(words);
     }
 }
 
 TEST_F(ServiceTest, PipesAreForThisUserOnlyHangNoClientAndGoWithTheService) {
     std::vector<std::string> const words{"--tone", "440", "--fast"};
-    auto service = startService(words);
+    startService(words);
     startClient();
     switchAudioData(true);
     auto enough = listener_->await(1).size();
@@ -139,21 +139,21 @@ TEST_F(ServiceTest, PipesAreForThisUserOnlyHangNoClientAndGoWithTheService) {
               std::filesystem::perms(0700));
     for (int kills = 0; kills < 10; ++kills) {
         enough = listener_->await(enough + 100'000).size();
-        service->signal(SIGKILL);
-        service->status();
-        service = startService(words);
+        service_->signal(SIGKILL);
+        service_->status();
+        startService(words);
     }
     EXPECT_GE(listener_->await(enough + 100'000).size(), enough + 100'000)
         << "without being asked for again";
-    service->signal(SIGTERM);
-    EXPECT_EQ(service->status(), 0);
+    service_->signal(SIGTERM);
+    EXPECT_EQ(service_->status(), 0);
     EXPECT_FALSE(std::filesystem::exists(pipe.parent_path()));
 }
 
 // A tone of 1 Hz differs everywhere within its period of 96,000 bytes, which blocks of 1,001 bytes
 // cross in ever new places: a block lost, doubled or out of place shows.
 TEST_F(ServiceTest, AStreamIsWholeWhateverBecomesOfAnother) {
-    auto const service = startService(
+    startService(
         {"--tone", "1", "--channels", "1", "--duration", "25", "--fast", "--block", "1001"});
     Program const stuck({STUCK_CLIENT});
     ASSERT_TRUE(stuck.says("."));
@@ -169,8 +169,7 @@ TEST_F(ServiceTest, AStreamIsWholeWhateverBecomesOfAnother) {
 
 TEST_F(ServiceTest, AStreamBeginsAnewOnlyAfterItWasSwitchedOff) {
     // One second, in real time.
-    auto const service =
-        startService({"--tone", "1", "--rate", "8000", "--channels", "1", "--duration", "1"});
+    startService({"--tone", "1", "--rate", "8000", "--channels", "1", "--duration", "1"});
     startClient();
     constexpr std::size_t kWhole = 16'000;
     auto const started = std::chrono::steady_clock::now();
@@ -189,7 +188,7 @@ TEST_F(ServiceTest, AStreamBeginsAnewOnlyAfterItWasSwitchedOff) {
 }
 
 TEST_F(ServiceTest, AnAnnouncedBlockIsThereHoweverOftenItIsSwitched) {
-    auto const service = startService({"--tone", "440", "--fast"});
+    startService({"--tone", "440", "--fast"});
     startClient();
     std::size_t enough = 0;
     for (int times = 0; times < 100; ++times) {
@@ -198,7 +197,7 @@ TEST_F(ServiceTest, AnAnnouncedBlockIsThereHoweverOftenItIsSwitched) {
         switchAudioData(false);
     }
     EXPECT_EQ(listener_->missing, 0);
-    auto const descriptors = "/proc/" + std::to_string(service->process()) + "/fd";
+    auto const descriptors = "/proc/" + std::to_string(service_->process()) + "/fd";
     auto const count = [&] {
         std::filesystem::directory_iterator const each(descriptors);
         return std::distance(begin(each), end(each));
@@ -210,16 +209,15 @@ TEST_F(ServiceTest, AnAnnouncedBlockIsThereHoweverOftenItIsSwitched) {
 TEST_F(ServiceTest, AStreamGoesOnWhenPipesCanBeMadeAgain) {
     TemporaryFolder const runtime;
     auto const folder = useRuntimeFolder(runtime);
-    auto const service = startService(
-        {"--tone", "1", "--rate", "8000", "--channels", "1", "--duration", "1", "--fast"});
+    startService({"--tone", "1", "--rate", "8000", "--channels", "1", "--duration", "1", "--fast"});
     startClient();
     std::filesystem::rename(folder, folder + ".away");
     switchAudioData(true);
-    EXPECT_TRUE(service->says("No such file or directory; it is tried again"));
+    EXPECT_TRUE(service_->says("No such file or directory; it is tried again"));
     std::this_thread::sleep_for(300ms);  // more than once
     std::filesystem::rename(folder + ".away", folder);
     EXPECT_EQ(listener_->await(16'000).size(), 16'000U);
-    auto const log = service->errors();
+    auto const log = service_->errors();
     EXPECT_EQ(log.find("tried again"), log.rfind("tried again")) << log;
 }
 
@@ -245,16 +243,16 @@ double processorTimeOf(pid_t process) {
 }
 
 TEST_F(ServiceTest, SleepsWhileNobodyTakesItsBlocks) {
-    auto const service = startService({"--tone", "440", "--fast"});
+    startService({"--tone", "440", "--fast"});
     Program const stuck({STUCK_CLIENT});
     ASSERT_TRUE(stuck.says("................")) << "all pipes are in use";
     for (bool const alive : {true, false}) {
         if (!alive) stuck.signal(SIGKILL);
-        auto const before = waitsOf(service->process());
-        auto const timeBefore = processorTimeOf(service->process());
+        auto const before = waitsOf(service_->process());
+        auto const timeBefore = processorTimeOf(service_->process());
         std::this_thread::sleep_for(500ms);
-        EXPECT_LT(waitsOf(service->process()) - before, 50) << alive;
-        EXPECT_LT(processorTimeOf(service->process()) - timeBefore, 0.1) << alive;
+        EXPECT_LT(waitsOf(service_->process()) - before, 50) << alive;
+        EXPECT_LT(processorTimeOf(service_->process()) - timeBefore, 0.1) << alive;
     }
 }
 
@@ -300,9 +298,11 @@ TEST_F(ServiceTest, OptionsHaveBoundsAndSomeNeedOthers) {
     for (auto const& words :
          {tone({"--rate", "2", "--channels", "8", "--duration", "0.5", "--block", "1"}),
           {"--tone", "96000", "--rate", "192000", "--duration", "86400", "--block", "16384"}}) {
-        EXPECT_TRUE(startService(words)->says("playing a tone of"));
+        startService(words);
+        EXPECT_TRUE(service_->says("playing a tone of"));
     }
-    EXPECT_TRUE(startService({})->says("playing nothing"));
+    startService({});
+    EXPECT_TRUE(service_->says("playing nothing"));
 }
 
 TEST_F(ServiceTest, AFolderThatIsNotThisUsersAloneIsRefused) {

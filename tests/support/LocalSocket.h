@@ -14,10 +14,17 @@
 #include <string>
 #include <vector>
 
-/// A socket at a port of the loopback address. Addresses are "127.0.0.1:port", 0 for a free port.
+/// An address of this machine that no other process uses, so that a port which is free there stays
+/// free: at 127.0.0.1 the next socket that takes any port may get it.
+inline std::string ownHost() {
+    in_addr const host{htonl(0x7F400000 + static_cast<std::uint32_t>(::getpid()))};
+    return ::inet_ntoa(host);
+}
+
+/// A socket at a loopback address. Addresses are "host:port", 0 for a free port.
 class LocalSocket {
 public:
-    explicit LocalSocket(int type = SOCK_DGRAM, std::string const& address = "127.0.0.1:0")
+    explicit LocalSocket(int type = SOCK_DGRAM, std::string const& address = ownHost() + ":0")
         : socket_(::socket(AF_INET, type | SOCK_CLOEXEC, 0)) {
         auto local = socketAddress(address);
         socklen_t size = sizeof local;
@@ -67,13 +74,14 @@ private:
     static sockaddr_in socketAddress(std::string const& text) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        auto const port = std::stoi(text.substr(text.find(':') + 1));
+        auto const colon = text.find(':');
+        ::inet_aton(text.substr(0, colon).c_str(), &address.sin_addr);
+        auto const port = std::stoi(text.substr(colon + 1));
         address.sin_port = htons(static_cast<std::uint16_t>(port));
         return address;
     }
     static std::string toText(sockaddr_in const& address) {
-        return "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+        return ::inet_ntoa(address.sin_addr) + (":" + std::to_string(ntohs(address.sin_port)));
     }
 
     int const socket_;
