@@ -208,7 +208,7 @@ protected:
         if (!returnToMain) pause();
         auto const begin = std::chrono::steady_clock::now();
         stopAppMembers();
-        std::exit(std::chrono::steady_clock::now() - begin < 1s ? 3 : 4);
+        std::exit(std::chrono::steady_clock::now() - begin < 3s ? 3 : 4);
     }
 };
 

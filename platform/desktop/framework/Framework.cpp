@@ -21,8 +21,8 @@ using std::chrono::milliseconds;
 
 // How long the end of a receiver or of another thread's job is waited for. The process must be
 // able to end while either hangs.
-constexpr milliseconds kReceiverLimit{100};
-constexpr milliseconds kJobLimit{300};
+constexpr milliseconds kReceiverLimit{1000};
+constexpr milliseconds kJobLimit{2000};
 
 }  // namespace
 
