@@ -197,8 +197,7 @@ bool ClientConnection::trustsService(TimePoint now) {
     if (now < askAgainAt_ || !service_.isLoopback()) return trusted_;
     auto const owner = ownerOfSocket(service_);
     trusted_ = owner && (*owner == 0 || *owner == geteuid());
-    // The kernel's table is read in parts, and one that is there may be missed while others come
-    // and go: then it is asked again with the next datagram.
+    // One that is not found may have been missed: then it is asked again with the next datagram.
     if (owner) askAgainAt_ = now + endpoint_.limits().ownerKnown;
     if (trusted_) distrustReported_ = false;
     if (!owner || trusted_) return trusted_;
