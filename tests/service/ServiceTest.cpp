@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -188,7 +189,13 @@ TEST_F(ServiceTest, AStreamBeginsAnewOnlyAfterItWasSwitchedOff) {
 }
 
 TEST_F(ServiceTest, AnAnnouncedBlockIsThereHoweverOftenItIsSwitched) {
+    rlimit limit;
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+    limit.rlim_cur = limit.rlim_max / 2;
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
     startService({"--tone", "440", "--fast"});
+    ASSERT_EQ(::prlimit(service_->process(), RLIMIT_NOFILE, nullptr, &limit), 0);
+    EXPECT_EQ(limit.rlim_cur, limit.rlim_max) << "each block that waits needs a descriptor";
     startClient();
     std::size_t enough = 0;
     for (int times = 0; times < 100; ++times) {
