@@ -112,9 +112,12 @@ TEST_F(ServiceEnd, HasSoManyPlacesAndTellsWhomItRefuses) {
         Peer first(address_);
         Peer second(address_);
         Peer third(address_);
+        testing::internal::CaptureStderr();
         first.join();
         second.join();
         first.join();
+        EXPECT_EQ(testing::internal::GetCapturedStderr().find("belongs to"), std::string::npos)
+            << "the service's own user";
         testing::internal::CaptureStderr();
         third.say(Kind::kHello);
         EXPECT_EQ(third.hear().kind, Kind::kReset);
@@ -130,7 +133,13 @@ TEST_F(ServiceEnd, HasSoManyPlacesAndTellsWhomItRefuses) {
                       std::string::npos);
         }
         second.say(Kind::kBye);
+        auto const own = ::geteuid();
+        ASSERT_EQ(::seteuid(own == 0 ? 65534 : own), 0);
+        testing::internal::CaptureStderr();
         third.join();
+        EXPECT_EQ(testing::internal::GetCapturedStderr().find("belongs to"), std::string::npos)
+            << "root may read all pipes";
+        ASSERT_EQ(::seteuid(own), 0);
         service_.reset();
     }
 }
