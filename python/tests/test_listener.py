@@ -8,7 +8,7 @@ import wave
 import audvik
 import numpy
 import pytest
-from conftest import sound_service
+from conftest import HOST, sound_service
 
 
 def write_noise(path, rate, channels, seconds):
@@ -95,7 +95,7 @@ def test_a_wrong_format_does_not_stay_unnoticed(tmp_path):
 
 
 def test_a_service_that_goes_is_missed_or_waited_for():
-    with pytest.raises(ConnectionRefusedError, match="no sound service at 127[.]"):
+    with pytest.raises(ConnectionRefusedError, match=f"no sound service at {HOST}"):
         while True:  # an earlier test's may just be going
             audvik.Listener()
     with audvik.Listener(wait=True) as patient:

@@ -30,7 +30,7 @@ bool isSocketAt(char const* line, Address const& address, uid_t& owner) {
 }
 
 // Without allocating: it runs on the transport's threads.
-std::optional<uid_t> readTable(Address const& address) {
+std::optional<uid_t> findInTable(Address const& address) {
     int const table = ::open("/proc/net/udp", O_RDONLY | O_CLOEXEC);
     if (table < 0) return std::nullopt;
     std::array<char, 4096> text;
@@ -60,7 +60,7 @@ std::optional<uid_t> ownerOfSocket(Address const& address) {
     // The kernel's table is read in parts, and one that is there may be missed while others go.
     constexpr int kTries = 3;
     std::optional<uid_t> owner;
-    for (int tries = 0; tries < kTries && !owner; ++tries) owner = readTable(address);
+    for (int tries = 0; tries < kTries && !owner; ++tries) owner = findInTable(address);
     return owner;
 }
 
